@@ -1,0 +1,62 @@
+#pragma once
+// The only code that talks to the adapter's driver. Functions report success as
+// true/false (handles non-zero, operations == 1, status == 2) and never show
+// messages; the callers do.
+
+#include "DriverApi.h"
+
+#include <QMutex>
+#include <QString>
+#include <atomic>
+#include <cstdint>
+
+struct DeviceState {
+    // Read by the worker threads without a lock: a cleared handle is how a
+    // receive or send loop learns that its channel has gone.
+    std::atomic<uint32_t> deviceHandle{0};
+    std::atomic<uint32_t> channelHandle[2] = {{0}, {0}};
+    std::atomic<PropertyInterface *> property{nullptr};
+    ChannelInitRecord initRecord{};
+    QString infoText;
+};
+
+// The one process-wide device record.
+DeviceState &deviceState();
+void resetDeviceState();
+
+// The driver table in use: Kestrix.dll on Windows when present, otherwise the
+// built-in simulated adapter. Tests install their own table.
+const KestrixDriver &driver();
+void installDriver(const KestrixDriver *table);
+bool driverIsSimulated();
+
+bool isDeviceOpen();
+bool isChannelOpen(unsigned ch);
+bool openDevice(uint32_t type, uint32_t index, uint32_t reserved);
+void closeDevice();
+bool setCanFdStandard(unsigned ch, uint32_t standard);
+bool setBaudRate(unsigned ch, uint32_t arbitration, uint32_t data);
+bool setCustomBaudRate(unsigned ch, const QString &text);
+bool setTerminalResistance(unsigned ch, uint32_t value);
+bool clearFilter(unsigned ch);
+bool setFilterRange(unsigned ch, uint32_t mode, const QString &start, const QString &end);
+bool ackFilter(unsigned ch);
+bool initChannel(unsigned ch, uint32_t mode);
+bool startChannel(unsigned ch);
+bool resetChannel(unsigned ch);
+uint32_t makeFrameId(uint32_t id, uint32_t extended, uint32_t remote, uint32_t third);
+bool sendCan(unsigned ch, CanTransmitRecord *records, uint32_t count);
+bool sendCanFd(unsigned ch, CanFdTransmitRecord *records, uint32_t count);
+uint32_t receiveCan(unsigned ch, CanReceiveRecord *buffer, uint32_t capacity, int32_t waitMs);
+uint32_t receiveCanFd(unsigned ch, CanFdReceiveRecord *buffer, uint32_t capacity, int32_t waitMs);
+DeviceInfoRecord readDeviceInfo(DeviceInfoRecord &record);
+uint16_t refreshDeviceInfo();
+QString deviceInfoText();
+QString versionText(uint16_t word);
+bool updateDevice(uint32_t index);
+
+// Process-wide values kept beside the device record.
+int languageCode();              // 0 Simplified Chinese, 1 Traditional Chinese, 2 English
+void setLanguageCode(int code);
+quint64 nextFrameIndex();        // the global frame counter: first value after a reset is 1
+void resetFrameCounter();

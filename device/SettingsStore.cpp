@@ -1,0 +1,122 @@
+#include "SettingsStore.h"
+
+#include "AppPaths.h"
+
+#include <QFile>
+#include <QMutex>
+#include <QSettings>
+#include <QStringList>
+#include <QTextStream>
+
+namespace {
+QMutex g_lock;
+QMap<QString, QString> g_map;
+QString g_path;
+
+const QString kLanguageKey = QStringLiteral("Language");
+
+// The language choice lives in language/config.ini as an index into the
+// three catalogue names; an index past the end falls back to the default.
+QString languageFromIni(const QString &defaultValue)
+{
+    const QStringList names = {QStringLiteral("CN.qm"), QStringLiteral("CNF.qm"), QStringLiteral("EN.qm")};
+    QSettings ini(AppPaths::appDir() + QStringLiteral("/language/config.ini"), QSettings::IniFormat);
+    const int defaultIndex = names.indexOf(defaultValue);
+    int index = ini.value(QStringLiteral("LAST/Sel"), defaultIndex).toInt();
+    if (index >= names.size())
+        index = defaultIndex;
+    if (index < 0)
+        return defaultValue;
+    return names.at(index);
+}
+
+void saveLocked()
+{
+    QString text;
+    for (auto it = g_map.cbegin(); it != g_map.cend(); ++it) {
+        text += it.key();
+        text += QLatin1Char(',');
+        text += it.value();
+        text += QLatin1Char(';');
+    }
+    if (text.size() > 1)
+        text.chop(1);
+    QFile file(g_path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        return;
+    file.write(text.toUtf8());
+    file.flush();
+    file.close();
+}
+} // namespace
+
+namespace SettingsStore {
+
+void load(const QString &path)
+{
+    QMutexLocker lock(&g_lock);
+    g_path = path;
+    g_map.clear();
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+        return;
+    QTextStream in(&file);
+    in.setCodec("UTF-8");
+    const QString line = in.readLine();
+    file.close();
+    if (line.isEmpty())
+        return;
+    const QStringList parts = line.split(QLatin1Char(';'));
+    for (const QString &part : parts) {
+        const QStringList kv = part.split(QLatin1Char(','));
+        if (kv.size() != 2) {
+            // The file is either wholly valid or ignored.
+            g_map.clear();
+            return;
+        }
+        g_map.insert(kv.at(0), kv.at(1));
+    }
+}
+
+QString value(const QString &key, const QString &defaultValue)
+{
+    QMutexLocker lock(&g_lock);
+    auto it = g_map.constFind(key);
+    if (it != g_map.cend())
+        return it.value();
+    const QString v = (key == kLanguageKey) ? languageFromIni(defaultValue) : defaultValue;
+    g_map.insert(key, v);
+    return v;
+}
+
+void setValue(const QString &key, const QString &value, bool writeNow)
+{
+    QMutexLocker lock(&g_lock);
+    auto it = g_map.find(key);
+    if (it == g_map.end())
+        g_map.insert(key, value);
+    else if (it.value() != value)
+        it.value() = value;
+    if (writeNow)
+        saveLocked();
+}
+
+void save()
+{
+    QMutexLocker lock(&g_lock);
+    saveLocked();
+}
+
+QString path()
+{
+    QMutexLocker lock(&g_lock);
+    return g_path;
+}
+
+QMap<QString, QString> snapshot()
+{
+    QMutexLocker lock(&g_lock);
+    return g_map;
+}
+
+} // namespace SettingsStore

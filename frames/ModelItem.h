@@ -1,0 +1,34 @@
+#pragma once
+// One frame as one row of the frame list: two numbers and eleven ready-made
+// display texts in column order.
+#include <QList>
+#include <QMutex>
+#include <QMetaType>
+#include <QString>
+
+struct ModelItem {
+    uint channel = 0;     // 0-based
+    uint direction = 0;   // 1 received, 0 transmitted
+    QString indexText;
+    QString systemTime;
+    QString timeStamp;
+    QString channelText;
+    QString dirText;
+    QString idText;
+    QString formatText;
+    QString typeText;
+    QString dlcText;
+    QString protocolText;
+    QString dataText;
+};
+
+Q_DECLARE_METATYPE(ModelItem)
+Q_DECLARE_METATYPE(QList<ModelItem>)
+
+// The hand-over list from the worker threads to the GUI thread.
+extern QList<ModelItem> pendingFrames;
+extern QMutex pendingFramesLock;
+
+void appendPendingFrames(QList<ModelItem> batch);
+QList<ModelItem> takePendingFrames();
+void registerModelItemTypes();

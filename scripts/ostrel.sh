@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# Set up, build and then run Ostrel ("run") or its test suite ("test").
+# Works as root on a fresh Debian 12 machine: installs only what is missing.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+mode=${1:-run}
+packages=(cmake make g++ qtbase5-dev qttools5-dev qttools5-dev-tools)
+
+missing=()
+for p in "${packages[@]}"; do
+    dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+    echo "Installing: ${missing[*]}"
+    export DEBIAN_FRONTEND=noninteractive
+    apt-get update -qq
+    apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi
+
+cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake --build build -j"$(nproc)"
+
+case "$mode" in
+run)
+    if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then
+        echo "ostrel: no display found (neither DISPLAY nor WAYLAND_DISPLAY is set); start it from a desktop session, or under xvfb-run." >&2
+        exit 1
+    fi
+    exec ./build/bin/ostrel
+    ;;
+test)
+    cd build
+    QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j"$(nproc)"
+    ;;
+bench)
+    shift
+    exec env QT_QPA_PLATFORM=offscreen ./build/bin/ostrel_bench "$@"
+    ;;
+*)
+    echo "usage: scripts/ostrel.sh run|test|bench" >&2
+    exit 2
+    ;;
+esac
