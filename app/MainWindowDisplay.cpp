@@ -1,0 +1,306 @@
+// The consumer side of the frame pipeline: refresh tick, counters, live
+// capture and the column filter.
+#include "MainWindow.h"
+#include "ui_MainWindow.h"
+
+#include "DeviceLayer.h"
+#include "Lang.h"
+#include "MyTableModel.h"
+#include "Prompt.h"
+#include "SettingsStore.h"
+#include "SiftDialog.h"
+#include "recvThread.h"
+#include "savefileDlg.h"
+
+#include <QCursor>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QMenu>
+#include <QTime>
+#include <QTimer>
+
+namespace {
+QString timeNow()
+{
+    return QTime::currentTime().toString(QStringLiteral("hh:mm:ss.zzz"));
+}
+} // namespace
+
+QByteArray MainWindow::csvRow(const ModelItem &item) const
+{
+    QString row;
+    row.reserve(96 + item.dataText.size());
+    row += item.indexText;
+    row += QLatin1String(",=\"");
+    row += item.systemTime;
+    row += QLatin1String("\",");
+    for (const QString *t : {&item.timeStamp, &item.channelText, &item.dirText, &item.idText, &item.formatText,
+                             &item.typeText, &item.dlcText, &item.protocolText}) {
+        row += *t;
+        row += QLatin1Char(',');
+    }
+    row += item.dataText;
+    row += QLatin1Char('\n');
+    return row.toUtf8();
+}
+
+void MainWindow::addToLabel(QLabel *label, quint64 n)
+{
+    if (n == 0)
+        return;
+    // The labels hold the running totals; a text that does not parse counts as 0.
+    label->setText(QString::number(label->text().toULongLong() + n));
+}
+
+void MainWindow::displayBatch(QList<ModelItem> &rows)
+{
+    const int limit = int(m_listLimit);
+    if (rows.size() >= limit)
+        rows = rows.mid(rows.size() - limit);
+    const int excess = m_model->rowCount() + rows.size() - limit;
+    if (excess > 0) {
+        m_model->removeFirstRows(excess);
+        ui->tableView->setCurrentIndex(QModelIndex());
+    }
+    if (!ui->actionMerge->isChecked()) {
+        if (!rows.isEmpty()) {
+            m_model->appendRows(rows);
+            ui->tableView->scrollToBottom();
+        }
+    } else {
+        for (const ModelItem &item : qAsConst(rows))
+            m_model->mergeRow(item);
+    }
+    const QModelIndex current = ui->tableView->currentIndex();
+    if (!m_selectionKept && current.isValid() && current.row() < m_model->rowCount())
+        ui->tableView->selectRow(current.row());
+    m_selectionKept = false;
+}
+
+void MainWindow::refreshDisplay()
+{
+    QList<ModelItem> rows = takePendingFrames();
+    if (!rows.isEmpty()) {
+        quint32 round[4] = {0, 0, 0, 0};   // ch1 Rx, ch2 Rx, ch1 Tx, ch2 Tx
+        // The time text is made once per millisecond, not once per frame.
+        QString now = timeNow();
+        QElapsedTimer clock;
+        clock.start();
+        const bool saving = ui->checkBox->isChecked() && m_capture;
+        QByteArray csv;
+        QList<ModelItem> shown;
+        shown.reserve(rows.size());
+        for (int i = 0; i < rows.size(); ++i) {
+            ModelItem &item = rows[i];
+            item.indexText = QString::number(nextFrameIndex());
+            if ((i & 63) == 63 && clock.elapsed() >= 1) {
+                now = timeNow();
+                clock.restart();
+            }
+            item.systemTime = now;
+            ++round[(item.direction ? 0 : 2) + (item.channel ? 1 : 0)];
+            const bool accepted = m_model->acceptsRow(item);
+            if (saving && (!m_saveFilteredOnly || accepted))
+                csv += csvRow(item);
+            if (accepted)
+                shown.append(item);
+        }
+        if (saving && !csv.isEmpty()) {
+            m_capture->write(csv);
+            m_capture->flush();
+        }
+        if (!ui->pauseCheck->isChecked())
+            displayBatch(shown);
+        for (int k = 0; k < 4; ++k)
+            m_perSecond[k] += round[k];
+        addToLabel(ui->labelCh1RxCount, round[0]);
+        addToLabel(ui->labelCh2RxCount, round[1]);
+        addToLabel(ui->labelCh1TxCount, round[2]);
+        addToLabel(ui->labelCh2TxCount, round[3]);
+    }
+    QTimer::singleShot(SettingsStore::value(QStringLiteral("refreshInterval"), QStringLiteral("100")).toInt(), this,
+                       &MainWindow::refreshDisplay);
+}
+
+// The batch slots take records whose identifier and data texts are bare hex.
+// The workers of this program hand their frames over through pendingFrames,
+// so these run only for other emitters.
+void MainWindow::recvData(QList<ModelItem> modelList, uint channel)
+{
+    takeBatch(modelList, channel ? 1 : 0, channel ? ui->labelCh2RxCount : ui->labelCh1RxCount);
+}
+
+void MainWindow::sendedData(QList<ModelItem> modelList, uint channel)
+{
+    takeBatch(modelList, channel ? 3 : 2, channel ? ui->labelCh2TxCount : ui->labelCh1TxCount);
+}
+
+void MainWindow::takeBatch(QList<ModelItem> &rows, int counter, QLabel *countLabel)
+{
+    const int n = rows.size();
+    m_perSecond[counter] += n;
+    addToLabel(countLabel, n);
+    const bool saving = ui->checkBox->isChecked() && m_capture;
+    QByteArray csv;
+    for (ModelItem &item : rows) {
+        item.indexText = QString::number(nextFrameIndex());
+        item.idText = QStringLiteral("0x") + item.idText.toUpper();
+        item.dataText = QStringLiteral("x| ") + item.dataText.toUpper();
+        if (saving)
+            csv += csvRow(item);
+    }
+    if (saving && !csv.isEmpty()) {
+        m_capture->write(csv);
+        m_capture->flush();
+    }
+    if (ui->pauseCheck->isChecked())
+        return;
+    const int excess = m_model->rowCount() + n - int(m_listLimit);
+    if (excess > 0) {
+        m_model->removeFirstRows(excess);
+        ui->tableView->setCurrentIndex(QModelIndex());
+    }
+    if (!ui->actionMerge->isChecked()) {
+        m_model->appendRows(rows);
+        ui->tableView->scrollToBottom();
+    } else {
+        on_pushButton_2_clicked();
+        for (const ModelItem &item : qAsConst(rows))
+            m_model->mergeRow(item);
+    }
+}
+
+void MainWindow::on_cleanListBtn_clicked()
+{
+    resetFrameCounter();
+    m_model->clear();
+    ui->tableView->setCurrentIndex(QModelIndex());
+}
+
+void MainWindow::on_pushButton_clicked()
+{
+    for (QLabel *label : {ui->labelCh1RxCount, ui->labelCh1TxCount, ui->labelCh2RxCount, ui->labelCh2TxCount})
+        label->setText(QStringLiteral("0"));
+}
+
+void MainWindow::closeCapture()
+{
+    if (m_capture) {
+        m_capture->flush();
+        m_capture->close();
+        m_capture.reset();
+    }
+}
+
+void MainWindow::on_checkBox_clicked()
+{
+    closeCapture();
+    if (!ui->checkBox->isChecked())
+        return;
+    savefileDlg dlg(this);
+    dlg.exec();
+    if (dlg.path().isEmpty()) {
+        ui->checkBox->setChecked(false);
+        return;
+    }
+    auto file = std::make_unique<QFile>(dlg.path());
+    // Never truncate here: the capture dialog already emptied a browsed file,
+    // and a typed path must not lose what it holds.
+    if (!file->open(QIODevice::ReadWrite | QIODevice::Text)) {
+        writeLog(Lang::pick(QStringLiteral("无法打开文件："), QStringLiteral("無法打開文件："), QStringLiteral("Cannot open file: "))
+                 + dlg.path());
+        return;
+    }
+    file->seek(file->size());
+    file->write(m_model->header().join(QLatin1Char(',')).toUtf8() + '\n');
+    file->flush();
+    m_capture = std::move(file);
+    m_saveFilteredOnly = dlg.mode() == 1;
+}
+
+void MainWindow::on_pushButton_2_clicked()
+{
+    for (int c = 0; c < m_model->columnCount(); ++c)
+        m_model->setFilter(c, QStringList());
+}
+
+QStringList MainWindow::distinctValues(int column) const
+{
+    QStringList values;
+    for (int r = 0; r < m_model->rowCount(); ++r) {
+        const QString text = m_model->cellText(r, column);
+        if (!values.contains(text))
+            values.append(text);
+    }
+    return values;
+}
+
+void MainWindow::on_tableView_customContextMenuRequested(const QPoint &pos)
+{
+    const int column = ui->tableView->columnAt(pos.x());
+    if (column < 0)
+        return;
+    m_sift->hide();
+    m_siftValues = distinctValues(column);
+    QMenu menu(this);
+    QAction *sift = menu.addAction(Lang::pick(QStringLiteral("筛选"), QStringLiteral("篩選"), QStringLiteral("sift")));
+    QAction *all = menu.addAction(Lang::pick(QStringLiteral("显示全部"), QStringLiteral("顯示全部"), QStringLiteral("show all")));
+    const QPoint at = ui->tableView->viewport()->mapTo(this, pos);
+    QAction *chosen = menu.exec(QCursor::pos());
+    if (chosen == all)
+        m_model->setFilter(column, QStringList());
+    else if (chosen == sift)
+        openSiftFor(column, at);
+}
+
+void MainWindow::openSiftFor(int column, const QPoint &at)
+{
+    if (m_siftValues.isEmpty())
+        m_siftValues = distinctValues(column);
+    ui->tableView->show();
+    m_sift->fill(m_siftValues, column);
+    m_sift->move(at + pos());
+    m_sift->show();
+    m_sift->activateWindow();
+    m_sift->setFocus();
+}
+
+void MainWindow::onSifted(QStringList siftedData, int index)
+{
+    m_model->setFilter(index, siftedData);
+    ui->tableView->horizontalHeader()->viewport()->update();
+}
+
+void MainWindow::onErrorID(uint lastID, uint ID)
+{
+    // One gap, one warning: the check switches itself off first.
+    SettingsStore::setValue(QStringLiteral("recvIDAdd"), QStringLiteral("0"), true);
+    ui->actionRecvIDAdd->setChecked(false);
+    const QString text = Lang::pick(QStringLiteral("ID 不连续:上一帧ID:%1,当前ID:%2"), QStringLiteral("ID 不連續:上一幀ID:%1,當前ID:%2"),
+                                    QStringLiteral("ID error:last ID:%1,current ID:%2"))
+                             .arg(QString::number(lastID, 16), QString::number(ID, 16));
+    Prompt::warning(this, Lang::noticeTitle(), text);
+}
+
+void MainWindow::applyRecvParams()
+{
+    for (recvThread *t : m_recv)
+        t->setRecvParams(m_scanTime, m_framesPerRecv);
+}
+
+void MainWindow::onValue(QString str, int index)
+{
+    const quint32 v = str.toUInt();
+    if (index == 0) {
+        m_scanTime = v;
+    } else if (index == 1) {
+        m_framesPerRecv = v;
+    } else if (index == 2) {
+        m_listLimit = v;
+        SettingsStore::setValue(QStringLiteral("listCount"), QString::number(v), true);
+    } else {
+        return;
+    }
+    updateTuningTexts();
+    applyRecvParams();
+}
