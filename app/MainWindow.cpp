@@ -430,10 +430,16 @@ void MainWindow::openDeviceAction()
     });
     dlg.exec();
     m_deviceIndex = dlg.deviceIndex();
+    channelsOpened(dlg.channelOpened(0), dlg.channelOpened(1));
+}
+
+void MainWindow::channelsOpened(bool ch0, bool ch1)
+{
     const QString opened[2] = {tr("通道1打开成功！"), tr("通道2打开成功！")};
     QPushButton *sendButtons[2] = {ui->ch1SendBtn, ui->ch2SendBtn};
+    const bool wasOpened[2] = {ch0, ch1};
     for (int ch = 0; ch < 2; ++ch) {
-        if (dlg.channelOpened(ch)) {
+        if (wasOpened[ch]) {
             if (m_recv[ch]->isRunning()) {
                 m_recv[ch]->stop();
                 m_recv[ch]->wait();

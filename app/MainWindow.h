@@ -48,6 +48,8 @@ public:
     QStringList distinctValues(int column) const;
     void writeLog(const QString &msg);
     void handleDeviceClosed();
+    // After the open dialog: start the receive thread of each channel it opened.
+    void channelsOpened(bool ch0, bool ch1);
 
 public slots:
     void setLa();
