@@ -126,6 +126,7 @@ private:
     void takeBatch(QList<ModelItem> &rows, int counter, QLabel *countLabel);
     void setTitle(const QString &title);
     void closeCapture();
+    void applyFilterToView();
 
     std::unique_ptr<Ui::MainWindow> ui;
     MyTableModel *m_model = nullptr;

@@ -222,6 +222,20 @@ void MainWindow::on_pushButton_2_clicked()
 {
     for (int c = 0; c < m_model->columnCount(); ++c)
         m_model->setFilter(c, QStringList());
+    applyFilterToView();
+}
+
+// Rows already in the list follow a changed filter too: the view hides those
+// the conditions reject (new frames are tested before they are appended).
+void MainWindow::applyFilterToView()
+{
+    QTableView *view = ui->tableView;
+    for (int r = 0; r < m_model->rowCount(); ++r) {
+        MyTableModel::Row row;
+        for (int c = 0; c < MyTableModel::kColumns; ++c)
+            row[c] = m_model->cellText(r, c);
+        view->setRowHidden(r, !m_model->acceptsRow(row));
+    }
 }
 
 QStringList MainWindow::distinctValues(int column) const
@@ -247,8 +261,10 @@ void MainWindow::on_tableView_customContextMenuRequested(const QPoint &pos)
     QAction *all = menu.addAction(Lang::pick(QStringLiteral("显示全部"), QStringLiteral("顯示全部"), QStringLiteral("show all")));
     const QPoint at = ui->tableView->viewport()->mapTo(this, pos);
     QAction *chosen = menu.exec(QCursor::pos());
-    if (chosen == all)
+    if (chosen == all) {
         m_model->setFilter(column, QStringList());
+        applyFilterToView();
+    }
     else if (chosen == sift)
         openSiftFor(column, at);
 }
@@ -268,7 +284,7 @@ void MainWindow::openSiftFor(int column, const QPoint &at)
 void MainWindow::onSifted(QStringList siftedData, int index)
 {
     m_model->setFilter(index, siftedData);
-    ui->tableView->horizontalHeader()->viewport()->update();
+    applyFilterToView();
 }
 
 void MainWindow::onErrorID(uint lastID, uint ID)

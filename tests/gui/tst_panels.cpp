@@ -17,6 +17,7 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QStandardItemModel>
+#include <QTableView>
 #include <QTextEdit>
 #include <QtTest>
 
@@ -328,6 +329,9 @@ private slots:
         QTest::mouseClick(sift->findChild<QPushButton *>(QStringLiteral("btnConfirm")), Qt::LeftButton);
         QVERIFY(!sift->isVisible());
         QCOMPARE(w->frameModel()->header().at(5), QStringLiteral("ID*"));
+        auto *view = w->findChild<QTableView *>(QStringLiteral("tableView"));
+        QVERIFY(view->isRowHidden(1));
+        QVERIFY(!view->isRowHidden(2));
 
         appendPendingFrames({frame(0, 1, QStringLiteral("0x101")), frame(0, 1, QStringLiteral("0x102"))});
         QTRY_COMPARE(label("labelCh1RxCount"), QStringLiteral("6"));
@@ -335,6 +339,7 @@ private slots:
 
         QTest::mouseClick(find<QPushButton>("pushButton_2"), Qt::LeftButton);
         QCOMPARE(w->frameModel()->header().at(5), QStringLiteral("ID"));
+        QVERIFY(!view->isRowHidden(1));
     }
 };
 
