@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 mode=${1:-run}
-packages=(cmake make g++ qtbase5-dev qttools5-dev qttools5-dev-tools)
+packages=(cmake make g++ qtbase5-dev qttools5-dev qttools5-dev-tools fonts-wqy-microhei)
 
 missing=()
 for p in "${packages[@]}"; do
