@@ -69,7 +69,10 @@ public:
     {
 #ifdef Q_OS_LINUX
         m_fd = inotify_init1(IN_NONBLOCK);
-        inotify_add_watch(m_fd, QFile::encodeName(QFileInfo(file).absolutePath()).constData(), IN_CLOSE_WRITE);
+        // Opens are watched too: inotify merges identical back-to-back events,
+        // and an open between two closes keeps every close countable.
+        inotify_add_watch(
+            m_fd, QFile::encodeName(QFileInfo(file).absolutePath()).constData(), IN_OPEN | IN_CLOSE_WRITE);
 #endif
     }
     ~WriteCounter()
@@ -95,7 +98,7 @@ public:
         while ((len = read(m_fd, buf, sizeof buf)) > 0) {
             for (char *p = buf; p < buf + len;) {
                 auto *ev = reinterpret_cast<inotify_event *>(p);
-                if (ev->len && m_name == ev->name)
+                if ((ev->mask & IN_CLOSE_WRITE) && ev->len && m_name == ev->name)
                     ++n;
                 p += sizeof(inotify_event) + ev->len;
             }
