@@ -1,0 +1,108 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="zh_CN" sourcelanguage="zh_CN">
+<context>
+    <name>DataDlg</name>
+    <message>
+        <source>数据编辑</source>
+        <translation>数据编辑</translation>
+    </message>
+    <message>
+        <source>长度(字节)：</source>
+        <translation>长度(字节)：</translation>
+    </message>
+    <message>
+        <source>确定</source>
+        <translation>确定</translation>
+    </message>
+    <message>
+        <source>取消</source>
+        <translation>取消</translation>
+    </message>
+</context>
+<context>
+    <name>fileDlg</name>
+    <message>
+        <source>发送文件</source>
+        <translation>发送文件</translation>
+    </message>
+    <message>
+        <source>CSV文件：</source>
+        <translation>CSV文件：</translation>
+    </message>
+    <message>
+        <source>发送通道：</source>
+        <translation>发送通道：</translation>
+    </message>
+    <message>
+        <source>随文件</source>
+        <translation>随文件</translation>
+    </message>
+    <message>
+        <source>发送次数：</source>
+        <translation>发送次数：</translation>
+    </message>
+    <message>
+        <source>发送间隔：</source>
+        <translation>发送间隔：</translation>
+    </message>
+    <message>
+        <source>固定间隔(ms)</source>
+        <translation>固定间隔(ms)</translation>
+    </message>
+    <message>
+        <source>停止发送</source>
+        <translation>停止发送</translation>
+    </message>
+    <message>
+        <source>打开CSV文件</source>
+        <translation>打开CSV文件</translation>
+    </message>
+</context>
+<context>
+    <name>listSendDlg</name>
+    <message>
+        <source>列表发送</source>
+        <translation>列表发送</translation>
+    </message>
+    <message>
+        <source>停止发送</source>
+        <translation>停止发送</translation>
+    </message>
+    <message>
+        <source>关闭</source>
+        <translation>关闭</translation>
+    </message>
+</context>
+<context>
+    <name>savefileDlg</name>
+    <message>
+        <source>保存文件</source>
+        <translation>保存文件</translation>
+    </message>
+    <message>
+        <source>全部数据</source>
+        <translation>全部数据</translation>
+    </message>
+    <message>
+        <source>筛选后数据</source>
+        <translation>筛选后数据</translation>
+    </message>
+    <message>
+        <source>提示：文件创建失败，请选择其他路径。</source>
+        <translation>提示：文件创建失败，请选择其他路径。</translation>
+    </message>
+    <message>
+        <source>确定</source>
+        <translation>确定</translation>
+    </message>
+    <message>
+        <source>取消</source>
+        <translation>取消</translation>
+    </message>
+    <message>
+        <source>保存CSV文件</source>
+        <translation>保存CSV文件</translation>
+    </message>
+</context>
+</TS>
