@@ -7,41 +7,38 @@
 namespace FrameText {
 
 namespace {
-const char16_t kHexDigits[] = u"0123456789ABCDEF";
+    const char16_t kHexDigits[] = u"0123456789ABCDEF";
 
-int hexDigitCount(quint64 value)
-{
-    int digits = 1;
-    while (value >>= 4)
-        ++digits;
-    return digits;
-}
-
-// Writes value as exactly `width` upper-case hex digits ending just before `end`.
-void writeHex(QChar *end, quint64 value, int width)
-{
-    for (int i = 0; i < width; ++i) {
-        *--end = QChar(kHexDigits[value & 0xF]);
-        value >>= 4;
+    int hexDigitCount(quint64 value)
+    {
+        int digits = 1;
+        while (value >>= 4)
+            ++digits;
+        return digits;
     }
-}
 
-QString prefixedHex(quint64 value, int minWidth)
-{
-    const int width = std::max(hexDigitCount(value), minWidth);
-    QString text(2 + width, Qt::Uninitialized);
-    QChar *out = text.data();
-    out[0] = QLatin1Char('0');
-    out[1] = QLatin1Char('x');
-    writeHex(out + 2 + width, value, width);
-    return text;
-}
+    // Writes value as exactly `width` upper-case hex digits ending just before `end`.
+    void writeHex(QChar *end, quint64 value, int width)
+    {
+        for (int i = 0; i < width; ++i) {
+            *--end = QChar(kHexDigits[value & 0xF]);
+            value >>= 4;
+        }
+    }
+
+    QString prefixedHex(quint64 value, int minWidth)
+    {
+        const int width = std::max(hexDigitCount(value), minWidth);
+        QString text(2 + width, Qt::Uninitialized);
+        QChar *out = text.data();
+        out[0] = QLatin1Char('0');
+        out[1] = QLatin1Char('x');
+        writeHex(out + 2 + width, value, width);
+        return text;
+    }
 } // namespace
 
-QString idText(uint32_t idWord)
-{
-    return prefixedHex(idWord & kIdMask, (idWord & kExtendedBit) ? 8 : 3);
-}
+QString idText(uint32_t idWord) { return prefixedHex(idWord & kIdMask, (idWord & kExtendedBit) ? 8 : 3); }
 
 QString dataText(const uint8_t *data, unsigned length)
 {
@@ -60,15 +57,9 @@ QString dataText(const uint8_t *data, unsigned length)
     return text;
 }
 
-QString hexTimeStamp(quint64 micros)
-{
-    return prefixedHex(micros, 1);
-}
+QString hexTimeStamp(quint64 micros) { return prefixedHex(micros, 1); }
 
-QString decimalTimeStamp(quint64 micros)
-{
-    return QString::number(double(micros) * 0.000001, 'f', 4);
-}
+QString decimalTimeStamp(quint64 micros) { return QString::number(double(micros) * 0.000001, 'f', 4); }
 
 QString receivedTimeStamp(quint64 micros)
 {
@@ -80,10 +71,7 @@ QString receivedTimeStamp(quint64 micros)
     return hexTimeStamp(micros);
 }
 
-QString transmittedTimeStamp()
-{
-    return QStringLiteral("无");
-}
+QString transmittedTimeStamp() { return QStringLiteral("无"); }
 
 QString formatText(int lang, bool extended)
 {
@@ -138,10 +126,7 @@ QString channelText(unsigned channel)
     return QString::number(quint64(channel) + 1);
 }
 
-QString directionText(bool received)
-{
-    return received ? QStringLiteral("Rx") : QStringLiteral("Tx");
-}
+QString directionText(bool received) { return received ? QStringLiteral("Rx") : QStringLiteral("Tx"); }
 
 QString lengthText(unsigned length)
 {
@@ -159,7 +144,7 @@ QString lengthText(unsigned length)
 }
 
 void fillFrameTexts(ModelItem &item, int lang, uint32_t idWord, unsigned length, const uint8_t *data,
-                    unsigned dataCapacity, bool canFd, uint8_t flags, bool blankRemoteData)
+    unsigned dataCapacity, bool canFd, uint8_t flags, bool blankRemoteData)
 {
     const bool extended = idWord & kExtendedBit;
     const bool remote = idWord & kRemoteBit;

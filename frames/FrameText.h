@@ -36,14 +36,14 @@ QString typeText(int lang, bool remote);
 // "CAN", or "CANFD" with the bit-rate-switch suffix when the flag byte is exactly 1.
 QString protocolText(int lang, bool canFd, uint8_t flags);
 
-QString channelText(unsigned channel);      // 0-based in, 1-based text out
-QString directionText(bool received);       // "Rx" / "Tx"
+QString channelText(unsigned channel); // 0-based in, 1-based text out
+QString directionText(bool received); // "Rx" / "Tx"
 QString lengthText(unsigned length);
 
 // Fills the frame-describing texts of an item: identifier, format, type,
 // length, protocol and data. dataCapacity bounds what is read from data;
 // blankRemoteData gives a remote frame an empty data text instead of "x| ".
 void fillFrameTexts(ModelItem &item, int lang, uint32_t idWord, unsigned length, const uint8_t *data,
-                    unsigned dataCapacity, bool canFd, uint8_t flags, bool blankRemoteData);
+    unsigned dataCapacity, bool canFd, uint8_t flags, bool blankRemoteData);
 
 }

@@ -9,15 +9,11 @@ MyTableModel::MyTableModel(QObject *parent)
         m_filters.append(QStringList());
 }
 
-int MyTableModel::rowCount(const QModelIndex &) const
-{
-    return m_rows.size();
-}
+// A flat table: cells have no children of their own, which keeps tree-walking
+// code (proxies, model checkers) from recursing into every cell.
+int MyTableModel::rowCount(const QModelIndex &parent) const { return parent.isValid() ? 0 : m_rows.size(); }
 
-int MyTableModel::columnCount(const QModelIndex &) const
-{
-    return m_header.size();
-}
+int MyTableModel::columnCount(const QModelIndex &parent) const { return parent.isValid() ? 0 : m_header.size(); }
 
 QVariant MyTableModel::data(const QModelIndex &index, int role) const
 {
@@ -39,7 +35,7 @@ bool MyTableModel::setData(const QModelIndex &index, const QVariant &value, int 
     // A column past the eleven texts (a longer header) stores nothing but still reports the change.
     if (index.column() < kColumns)
         m_rows[index.row()][size_t(index.column())] = value.toString();
-    emit dataChanged(index, index, {role});
+    emit dataChanged(index, index, { role });
     return true;
 }
 
@@ -52,8 +48,8 @@ QVariant MyTableModel::headerData(int section, Qt::Orientation orientation, int 
 
 MyTableModel::Row MyTableModel::rowFromItem(const ModelItem &item)
 {
-    return Row{item.indexText, item.systemTime, item.timeStamp, item.channelText, item.dirText, item.idText,
-               item.formatText, item.typeText, item.dlcText, item.protocolText, item.dataText};
+    return Row { item.indexText, item.systemTime, item.timeStamp, item.channelText, item.dirText, item.idText,
+        item.formatText, item.typeText, item.dlcText, item.protocolText, item.dataText };
 }
 
 void MyTableModel::setHeader(const QStringList &titles)
@@ -80,10 +76,7 @@ void MyTableModel::setHeader(const QStringList &titles)
         emit headerDataChanged(Qt::Horizontal, 0, kept - 1);
 }
 
-QStringList MyTableModel::header() const
-{
-    return m_header;
-}
+QStringList MyTableModel::header() const { return m_header; }
 
 QString MyTableModel::cellText(int row, int column) const
 {
@@ -162,10 +155,7 @@ void MyTableModel::setFilter(int column, const QStringList &accepted)
         emit headerDataChanged(Qt::Horizontal, column, column);
 }
 
-QStringList MyTableModel::filter(int column) const
-{
-    return m_filters.value(column);
-}
+QStringList MyTableModel::filter(int column) const { return m_filters.value(column); }
 
 bool MyTableModel::acceptsRow(const Row &row) const
 {
@@ -180,9 +170,9 @@ bool MyTableModel::acceptsRow(const Row &row) const
 bool MyTableModel::acceptsRow(const ModelItem &item) const
 {
     // Asked once per incoming frame: compare in place instead of building a row.
-    const QString *texts[kColumns] = {&item.indexText, &item.systemTime, &item.timeStamp, &item.channelText,
-                                      &item.dirText, &item.idText, &item.formatText, &item.typeText,
-                                      &item.dlcText, &item.protocolText, &item.dataText};
+    const QString *texts[kColumns]
+        = { &item.indexText, &item.systemTime, &item.timeStamp, &item.channelText, &item.dirText, &item.idText,
+              &item.formatText, &item.typeText, &item.dlcText, &item.protocolText, &item.dataText };
     for (int column = 0; column < kColumns; ++column) {
         const QStringList &accepted = m_filters.at(column);
         if (!accepted.isEmpty() && !accepted.contains(*texts[column]))

@@ -15,8 +15,19 @@ public:
     static constexpr int kColumns = 11;
     // index, system time, time stamp, channel, Rx/Tx, ID, Frame, type, DLC, CAN-FD, data
     using Row = std::array<QString, kColumns>;
-    enum Column { IndexColumn, SystemTimeColumn, TimeStampColumn, ChannelColumn, DirectionColumn, IdColumn,
-                  FormatColumn, TypeColumn, DlcColumn, ProtocolColumn, DataColumn };
+    enum Column {
+        IndexColumn,
+        SystemTimeColumn,
+        TimeStampColumn,
+        ChannelColumn,
+        DirectionColumn,
+        IdColumn,
+        FormatColumn,
+        TypeColumn,
+        DlcColumn,
+        ProtocolColumn,
+        DataColumn
+    };
 
     explicit MyTableModel(QObject *parent = nullptr);
 

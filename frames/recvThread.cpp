@@ -24,10 +24,7 @@ void recvThread::setRecvParams(uint, uint)
     m_readCapacity = kBufferCapacity;
 }
 
-void recvThread::stop()
-{
-    m_stop = true;
-}
+void recvThread::stop() { m_stop = true; }
 
 void recvThread::resetLastIds()
 {
@@ -106,8 +103,7 @@ void recvThread::buildCanBatch(const CanReceiveRecord *records, uint count)
         item.channelText = FrameText::channelText(m_channel);
         item.dirText = FrameText::directionText(true);
         checkContinuity(rec.id, m_lastCanId);
-        FrameText::fillFrameTexts(item, languageCode(), rec.id, rec.length, rec.data, sizeof rec.data, false, 0,
-                                  false);
+        FrameText::fillFrameTexts(item, languageCode(), rec.id, rec.length, rec.data, sizeof rec.data, false, 0, false);
     }
     appendPendingFrames(std::move(batch));
 }
@@ -127,8 +123,8 @@ void recvThread::buildCanFdBatch(const CanFdReceiveRecord *records, uint count)
         item.dirText = FrameText::directionText(true);
         checkContinuity(rec.id, m_lastFdId);
         // A received CAN FD remote frame is the one record whose data text stays empty.
-        FrameText::fillFrameTexts(item, languageCode(), rec.id, rec.length, rec.data, sizeof rec.data, true,
-                                  rec.flags, true);
+        FrameText::fillFrameTexts(
+            item, languageCode(), rec.id, rec.length, rec.data, sizeof rec.data, true, rec.flags, true);
     }
     appendPendingFrames(std::move(batch));
 }

@@ -47,9 +47,9 @@ private:
     void checkContinuity(uint32_t idWord, std::atomic<uint32_t> &lastId);
 
     const uint m_channel;
-    std::atomic<bool> m_stop{false};
-    std::atomic<uint> m_waitTime{50};
-    std::atomic<uint> m_readCapacity{kBufferCapacity};
-    std::atomic<uint32_t> m_lastCanId{0};
-    std::atomic<uint32_t> m_lastFdId{0};
+    std::atomic<bool> m_stop { false };
+    std::atomic<uint> m_waitTime { 50 };
+    std::atomic<uint> m_readCapacity { kBufferCapacity };
+    std::atomic<uint32_t> m_lastCanId { 0 };
+    std::atomic<uint32_t> m_lastFdId { 0 };
 };

@@ -16,7 +16,7 @@ constexpr qint64 kDayMs = 86400000;
 // Time of the previous file row in ms since midnight (0 = none). Shared by
 // both send threads on purpose: two file sends at once disturb each other's
 // recorded timing, which is accepted.
-std::atomic<qint64> g_previousRowTime{0};
+std::atomic<qint64> g_previousRowTime { 0 };
 
 // Which of the three texts the current language wants; null for an unknown language.
 const char *chooseSource(const char *zh, const char *zht, const char *en)
@@ -47,8 +47,8 @@ sendThread::~sendThread()
 }
 
 void sendThread::setSend(uint id, int idIncrement, uint extended, uint canFd, uint8_t bitRateSwitch,
-                         const uint8_t *data, uint length, int dataIncrement, qint64 count, uint framesPerSend,
-                         uint interval, uint remote, uint transmitType)
+    const uint8_t *data, uint length, int dataIncrement, qint64 count, uint framesPerSend, uint interval, uint remote,
+    uint transmitType)
 {
     m_mode = 0;
     m_id = id;
@@ -79,10 +79,7 @@ void sendThread::setFileSend(QString path, int repeat, uint interval, uint chann
     m_fileChannel = channel;
 }
 
-void sendThread::stop()
-{
-    m_stop = true;
-}
+void sendThread::stop() { m_stop = true; }
 
 void sendThread::run()
 {
@@ -135,13 +132,13 @@ void sendThread::runCount()
 
     if (m_keepSending) {
         if (const char *source = chooseSource(QT_TR_NOOP("通道: %1开始发送数据：一直发送，发送间隔:%2ms..."),
-                                              QT_TR_NOOP("通道: %1開始發送數據：一直發送，發送間隔:%2ms..."),
-                                              QT_TR_NOOP("Channel:%1 Start sending data: Keep sending, sending interval:%2ms...")))
+                QT_TR_NOOP("通道: %1開始發送數據：一直發送，發送間隔:%2ms..."),
+                QT_TR_NOOP("Channel:%1 Start sending data: Keep sending, sending interval:%2ms...")))
             emit log(tr(source).arg(m_channel + 1).arg(m_interval));
     } else {
         if (const char *source = chooseSource(QT_TR_NOOP("通道: %1开始发送数据：数据总帧数:%2，发送间隔:%3ms..."),
-                                              QT_TR_NOOP("通道: %1開始發送數據：數據縂幀數:%2，發送間隔:%3ms..."),
-                                              QT_TR_NOOP("Channel:%1 Start sending data: Total frames of data:%2, sending interval:%3ms...")))
+                QT_TR_NOOP("通道: %1開始發送數據：數據縂幀數:%2，發送間隔:%3ms..."),
+                QT_TR_NOOP("Channel:%1 Start sending data: Total frames of data:%2, sending interval:%3ms...")))
             emit log(tr(source).arg(m_channel + 1).arg(m_count.load()).arg(m_interval));
     }
 
@@ -184,10 +181,10 @@ void sendThread::runCount()
         if (!sent) {
             if (m_canFd)
                 emitChannelText(QT_TR_NOOP("CANFD数据发送失败！"), QT_TR_NOOP("CANFD數據發送失敗！"),
-                                QT_TR_NOOP("CANFD Data sending failed！"));
+                    QT_TR_NOOP("CANFD Data sending failed！"));
             else
                 emitChannelText(QT_TR_NOOP("CAN数据发送失败！"), QT_TR_NOOP("CAN數據發送失敗！"),
-                                QT_TR_NOOP("CAN Data sending failed！"));
+                    QT_TR_NOOP("CAN Data sending failed！"));
             break;
         }
         if (m_canFd)
@@ -199,10 +196,11 @@ void sendThread::runCount()
     }
 
     if (m_stop)
-        emitChannelText(QT_TR_NOOP("数据中止发送！"), QT_TR_NOOP("數據中止發送！"), QT_TR_NOOP("Data Aborted Sending!"));
+        emitChannelText(
+            QT_TR_NOOP("数据中止发送！"), QT_TR_NOOP("數據中止發送！"), QT_TR_NOOP("Data Aborted Sending!"));
     else if (m_count == 0)
-        emitChannelText(QT_TR_NOOP("数据发送完成！"), QT_TR_NOOP("數據發送完成！"),
-                        QT_TR_NOOP("Data transmission completed!"));
+        emitChannelText(
+            QT_TR_NOOP("数据发送完成！"), QT_TR_NOOP("數據發送完成！"), QT_TR_NOOP("Data transmission completed!"));
 
     buildCanBatch(canRecords, 0, 2);
     emit endSend(m_channel);
@@ -211,8 +209,8 @@ void sendThread::runCount()
 
 void sendThread::runFile()
 {
-    if (const char *source = chooseSource(QT_TR_NOOP("开始发送文件: %1..."), QT_TR_NOOP("開始發送文件: %1..."),
-                                          QT_TR_NOOP("send file: %1...")))
+    if (const char *source = chooseSource(
+            QT_TR_NOOP("开始发送文件: %1..."), QT_TR_NOOP("開始發送文件: %1..."), QT_TR_NOOP("send file: %1...")))
         emit log(tr(source).arg(m_filePath));
 
     QFile file(m_filePath);
@@ -237,7 +235,8 @@ void sendThread::runFile()
                 QThread::msleep(1);
         }
         if (!m_stop)
-            emitText(QT_TR_NOOP("文件发送完成！"), QT_TR_NOOP("文件發送完成！"), QT_TR_NOOP("File transmission completed!"));
+            emitText(
+                QT_TR_NOOP("文件发送完成！"), QT_TR_NOOP("文件發送完成！"), QT_TR_NOOP("File transmission completed!"));
         else
             emitText(QT_TR_NOOP("文件中止发送！"), QT_TR_NOOP("文件中止發送！"), QT_TR_NOOP("File Aborted Sending!"));
     }
@@ -248,16 +247,28 @@ void sendThread::runFile()
     m_stop = false;
 }
 
+// A frame file written in any of the three languages must replay the same,
+// so these texts are translated to themselves in every catalogue.
 bool sendThread::isStandardFrameText(const QString &text) const
 {
-    //: Compared with the Frame column of a frame file: keep the source text unchanged in every language.
-    return text == tr("标准帧") || text == tr("標準幀") || text == tr("Standard Frame");
+    //: Matched against the Frame column of saved frame files: keep the source text unchanged.
+    const QString zh = tr("标准帧");
+    //: Matched against the Frame column of saved frame files: keep the source text unchanged.
+    const QString zht = tr("標準幀");
+    //: Matched against the Frame column of saved frame files: keep the source text unchanged.
+    const QString en = tr("Standard Frame");
+    return text == zh || text == zht || text == en;
 }
 
 bool sendThread::isDataFrameText(const QString &text) const
 {
-    //: Compared with the type column of a frame file: keep the source text unchanged in every language.
-    return text == tr("数据帧") || text == tr("數據幀") || text == tr("data frame");
+    //: Matched against the type column of saved frame files: keep the source text unchanged.
+    const QString zh = tr("数据帧");
+    //: Matched against the type column of saved frame files: keep the source text unchanged.
+    const QString zht = tr("數據幀");
+    //: Matched against the type column of saved frame files: keep the source text unchanged.
+    const QString en = tr("data frame");
+    return text == zh || text == zht || text == en;
 }
 
 // Fields as the frame-list columns: 0 index, 1 system time, 2 time stamp,
@@ -305,7 +316,7 @@ bool sendThread::sendFileRow(const QStringList &fields)
 
     // Failures of single rows are ignored in the file mode.
     if (canFd) {
-        CanFdTransmitRecord rec{};
+        CanFdTransmitRecord rec {};
         rec.id = idWord;
         rec.length = std::min<uint8_t>(length, sizeof rec.data);
         rec.flags = bitRateSwitch ? 1 : 0;
@@ -313,7 +324,7 @@ bool sendThread::sendFileRow(const QStringList &fields)
         sendCanFd(channel, &rec, 1);
         buildCanFdBatch(&rec, 1, uint16_t(channel));
     } else {
-        CanTransmitRecord rec{};
+        CanTransmitRecord rec {};
         rec.id = idWord;
         rec.length = std::min<uint8_t>(length, sizeof rec.data);
         std::memcpy(rec.data, data, sizeof rec.data);
@@ -337,8 +348,7 @@ void sendThread::buildCanBatch(const CanTransmitRecord *records, uint count, uin
         item.timeStamp = FrameText::transmittedTimeStamp();
         item.channelText = FrameText::channelText(ch);
         item.dirText = FrameText::directionText(false);
-        FrameText::fillFrameTexts(item, languageCode(), rec.id, rec.length, rec.data, sizeof rec.data, false, 0,
-                                  false);
+        FrameText::fillFrameTexts(item, languageCode(), rec.id, rec.length, rec.data, sizeof rec.data, false, 0, false);
     }
     appendPendingFrames(std::move(batch));
 }
@@ -358,8 +368,8 @@ void sendThread::buildCanFdBatch(const CanFdTransmitRecord *records, uint count,
         item.channelText = FrameText::channelText(ch);
         item.dirText = FrameText::directionText(false);
         // Unlike a received one, a transmitted CAN FD remote frame still shows "x| ".
-        FrameText::fillFrameTexts(item, languageCode(), rec.id, rec.length, rec.data, sizeof rec.data, true,
-                                  rec.flags, false);
+        FrameText::fillFrameTexts(
+            item, languageCode(), rec.id, rec.length, rec.data, sizeof rec.data, true, rec.flags, false);
     }
     appendPendingFrames(std::move(batch));
 }

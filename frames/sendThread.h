@@ -26,8 +26,8 @@ public:
 
     // Count mode. A count of -1 keeps sending until stop().
     void setSend(uint id, int idIncrement, uint extended, uint canFd, uint8_t bitRateSwitch, const uint8_t *data,
-                 uint length, int dataIncrement, qint64 count, uint framesPerSend, uint interval, uint remote,
-                 uint transmitType);
+        uint length, int dataIncrement, qint64 count, uint framesPerSend, uint interval, uint remote,
+        uint transmitType);
     // File mode. repeat -1 = until stopped; interval 0xFFFFFFFF = recorded timing;
     // channel 2 = the channel written in each row.
     void setFileSend(QString path, int repeat, uint interval, uint channel);
@@ -63,7 +63,7 @@ private:
     bool isDataFrameText(const QString &text) const;
 
     const uint m_channel;
-    std::atomic<bool> m_stop{false};
+    std::atomic<bool> m_stop { false };
 
     // Count mode; written only while the thread is idle.
     uint m_id = 0;
@@ -74,9 +74,9 @@ private:
     uint8_t m_data[64] = {};
     uint m_length = 0;
     int m_dataIncrement = 0;
-    std::atomic<qint64> m_count{0};
+    std::atomic<qint64> m_count { 0 };
     uint m_interval = 0;
-    std::atomic<uint> m_framesPerSend{0};
+    std::atomic<uint> m_framesPerSend { 0 };
     uint m_remote = 0;
     uint m_transmitType = 0;
     bool m_keepSending = false;

@@ -18,16 +18,17 @@
 #include <QString>
 #include <QVector>
 #include <cstring>
+#include <vector>
 
 namespace FakeDriver {
 
 struct Call {
-    QString name;            // the operation's name as in KestrixDriver, or "SetValue"
-    QVector<quint64> args;   // its numeric arguments in order; pointers are left out
-    QByteArray records;      // TransmitCan/TransmitCanFd: the records passed; GetDeviceInfo: none
-    QString path;            // SetValue only
-    QString value;           // SetValue only
-    qint64 nsecs = 0;        // monotonic time of the call since install()/reset()
+    QString name; // the operation's name as in KestrixDriver, or "SetValue"
+    QVector<quint64> args; // its numeric arguments in order; pointers are left out
+    QByteArray records; // TransmitCan/TransmitCanFd: the records passed; GetDeviceInfo: none
+    QString path; // SetValue only
+    QString value; // SetValue only
+    qint64 nsecs = 0; // monotonic time of the call since install()/reset()
 };
 
 // Installs the fake as the driver table and resets it.
@@ -54,16 +55,15 @@ void openChannels(bool channel0, bool channel1);
 
 // Each later ReceiveCan/ReceiveCanFd on that channel takes the next queued
 // read; a read larger than the capacity passed is handed out over several calls.
-void queueCanRead(unsigned channel, const QVector<CanReceiveRecord> &records);
-void queueCanFdRead(unsigned channel, const QVector<CanFdReceiveRecord> &records);
+void queueCanRead(unsigned channel, const std::vector<CanReceiveRecord> &records);
+void queueCanFdRead(unsigned channel, const std::vector<CanFdReceiveRecord> &records);
 int queuedReads(unsigned channel);
 
 // The record GetDeviceInfo copies out.
 void setDeviceInfo(const DeviceInfoRecord &info);
 
 // The records of a TransmitCan/TransmitCanFd call.
-template<typename Record>
-QVector<Record> records(const Call &call)
+template <typename Record> QVector<Record> records(const Call &call)
 {
     QVector<Record> out(call.records.size() / int(sizeof(Record)));
     if (!out.isEmpty())

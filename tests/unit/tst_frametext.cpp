@@ -1,9 +1,9 @@
 // Frame records: raw driver records in, display texts out, through the four
 // batch builders; and the hand-over list between the threads.
 #include "DeviceLayer.h"
-#include "common/FakeDriver.h"
 #include "ModelItem.h"
 #include "SettingsStore.h"
+#include "common/FakeDriver.h"
 #include "recvThread.h"
 #include "sendThread.h"
 
@@ -57,16 +57,13 @@ void tst_FrameText::init()
     setLanguageCode(0);
 }
 
-void tst_FrameText::cleanup()
-{
-    setLanguageCode(0);
-}
+void tst_FrameText::cleanup() { setLanguageCode(0); }
 
 void tst_FrameText::texts_data()
 {
     QTest::addColumn<Kind>("kind");
     QTest::addColumn<int>("lang");
-    QTest::addColumn<QString>("timeHex");   // empty: key absent
+    QTest::addColumn<QString>("timeHex"); // empty: key absent
     QTest::addColumn<uint>("idWord");
     QTest::addColumn<QByteArray>("data");
     QTest::addColumn<int>("flags");
@@ -81,73 +78,172 @@ void tst_FrameText::texts_data()
 
     const QByteArray abc = QByteArray::fromHex("01ABFF");
     QTest::newRow("standard padded to 3, hex time by default")
-        << ClassicRx << 0 << QString() << 0x12u << abc << 0 << quint64(12345678) << "0xBC614E" << "0x012"
-        << "标准帧" << "数据帧" << "3" << "CAN" << "x| 01 AB FF ";
+        << ClassicRx << 0 << QString() << 0x12u << abc << 0 << quint64(12345678) << "0xBC614E"
+        << "0x012"
+        << "标准帧"
+        << "数据帧"
+        << "3"
+        << "CAN"
+        << "x| 01 AB FF ";
     QTest::newRow("extended padded to 8, decimal time")
         << ClassicRx << 1 << "0" << 0x80000005u << QByteArray() << 0 << quint64(12345678) << "12.3457"
-        << "0x00000005" << "擴展幀" << "數據幀" << "0" << "CAN" << "x| ";
+        << "0x00000005"
+        << "擴展幀"
+        << "數據幀"
+        << "0"
+        << "CAN"
+        << "x| ";
     QTest::newRow("standard 0x7FF, english lower-case data frame")
-        << ClassicRx << 2 << "1" << 0x7FFu << QByteArray::fromHex("00") << 0 << quint64(0) << "0x0" << "0x7FF"
-        << "Standard Frame" << "data frame" << "1" << "CAN" << "x| 00 ";
-    QTest::newRow("zero time decimal")
-        << ClassicRx << 2 << "0" << 0x1u << QByteArray() << 0 << quint64(0) << "0.0000" << "0x001"
-        << "Standard Frame" << "data frame" << "0" << "CAN" << "x| ";
+        << ClassicRx << 2 << "1" << 0x7FFu << QByteArray::fromHex("00") << 0 << quint64(0) << "0x0"
+        << "0x7FF"
+        << "Standard Frame"
+        << "data frame"
+        << "1"
+        << "CAN"
+        << "x| 00 ";
+    QTest::newRow("zero time decimal") << ClassicRx << 2 << "0" << 0x1u << QByteArray() << 0 << quint64(0) << "0.0000"
+                                       << "0x001"
+                                       << "Standard Frame"
+                                       << "data frame"
+                                       << "0"
+                                       << "CAN"
+                                       << "x| ";
     QTest::newRow("timeHex other than 0 means hex")
-        << ClassicRx << 0 << "7" << 0x1u << QByteArray() << 0 << quint64(0xABCDEF0123ull) << "0xABCDEF0123" << "0x001"
-        << "标准帧" << "数据帧" << "0" << "CAN" << "x| ";
+        << ClassicRx << 0 << "7" << 0x1u << QByteArray() << 0 << quint64(0xABCDEF0123ull) << "0xABCDEF0123"
+        << "0x001"
+        << "标准帧"
+        << "数据帧"
+        << "0"
+        << "CAN"
+        << "x| ";
     QTest::newRow("extended max identifier")
-        << ClassicRx << 2 << "1" << 0x9FFFFFFFu << QByteArray() << 0 << quint64(16) << "0x10" << "0x1FFFFFFF"
-        << "Extended Frame" << "data frame" << "0" << "CAN" << "x| ";
+        << ClassicRx << 2 << "1" << 0x9FFFFFFFu << QByteArray() << 0 << quint64(16) << "0x10"
+        << "0x1FFFFFFF"
+        << "Extended Frame"
+        << "data frame"
+        << "0"
+        << "CAN"
+        << "x| ";
     QTest::newRow("standard word with a wide number is never cut")
-        << ClassicRx << 0 << "1" << 0x12345u << QByteArray() << 0 << quint64(0) << "0x0" << "0x12345"
-        << "标准帧" << "数据帧" << "0" << "CAN" << "x| ";
+        << ClassicRx << 0 << "1" << 0x12345u << QByteArray() << 0 << quint64(0) << "0x0"
+        << "0x12345"
+        << "标准帧"
+        << "数据帧"
+        << "0"
+        << "CAN"
+        << "x| ";
     QTest::newRow("bit 29 is not part of the identifier")
-        << ClassicRx << 0 << "1" << 0x20000123u << QByteArray() << 0 << quint64(0) << "0x0" << "0x123"
-        << "标准帧" << "数据帧" << "0" << "CAN" << "x| ";
+        << ClassicRx << 0 << "1" << 0x20000123u << QByteArray() << 0 << quint64(0) << "0x0"
+        << "0x123"
+        << "标准帧"
+        << "数据帧"
+        << "0"
+        << "CAN"
+        << "x| ";
     QTest::newRow("classic remote received keeps x| and its length")
-        << ClassicRx << 0 << "1" << 0x40000123u << QByteArray::fromHex("1122") << 0 << quint64(0) << "0x0" << "0x123"
-        << "标准帧" << "远程帧" << "2" << "CAN" << "x| ";
+        << ClassicRx << 0 << "1" << 0x40000123u << QByteArray::fromHex("1122") << 0 << quint64(0) << "0x0"
+        << "0x123"
+        << "标准帧"
+        << "远程帧"
+        << "2"
+        << "CAN"
+        << "x| ";
     QTest::newRow("FD remote received has empty data")
-        << FdRx << 2 << "1" << 0xC0000123u << QByteArray::fromHex("1122") << 0 << quint64(0) << "0x0" << "0x00000123"
-        << "Extended Frame" << "Remote Frame" << "2" << "CANFD" << "";
+        << FdRx << 2 << "1" << 0xC0000123u << QByteArray::fromHex("1122") << 0 << quint64(0) << "0x0"
+        << "0x00000123"
+        << "Extended Frame"
+        << "Remote Frame"
+        << "2"
+        << "CANFD"
+        << "";
     QTest::newRow("FD remote transmitted keeps x|")
-        << FdTx << 1 << "1" << 0x40000123u << QByteArray::fromHex("1122") << 0 << quint64(0) << "无" << "0x123"
-        << "標準幀" << "遠程幀" << "2" << "CANFD" << "x| ";
+        << FdTx << 1 << "1" << 0x40000123u << QByteArray::fromHex("1122") << 0 << quint64(0) << "无"
+        << "0x123"
+        << "標準幀"
+        << "遠程幀"
+        << "2"
+        << "CANFD"
+        << "x| ";
     QTest::newRow("classic remote transmitted keeps x|")
-        << ClassicTx << 2 << "0" << 0x40000001u << QByteArray() << 0 << quint64(0) << "无" << "0x001"
-        << "Standard Frame" << "Remote Frame" << "0" << "CAN" << "x| ";
+        << ClassicTx << 2 << "0" << 0x40000001u << QByteArray() << 0 << quint64(0) << "无"
+        << "0x001"
+        << "Standard Frame"
+        << "Remote Frame"
+        << "0"
+        << "CAN"
+        << "x| ";
 
     QString full = QStringLiteral("x| ");
     for (int i = 0; i < 64; ++i)
         full += QString::asprintf("%02X ", (0xC0 + i) & 0xFF);
     QCOMPARE(full.size(), 195);
     QTest::newRow("FD 64 bytes, bit-rate switch, simplified")
-        << FdRx << 0 << "1" << 0x100u << bytes(64, 0xC0) << 1 << quint64(1) << "0x1" << "0x100"
-        << "标准帧" << "数据帧" << "64" << "CANFD-加速" << full;
-    QTest::newRow("FD 64 bytes transmitted")
-        << FdTx << 0 << "1" << 0x100u << bytes(64, 0xC0) << 1 << quint64(1) << "无" << "0x100"
-        << "标准帧" << "数据帧" << "64" << "CANFD-加速" << full;
-    QTest::newRow("FD switch traditional")
-        << FdRx << 1 << "1" << 0x100u << QByteArray() << 1 << quint64(0) << "0x0" << "0x100"
-        << "標準幀" << "數據幀" << "0" << "CANFD-加速" << "x| ";
-    QTest::newRow("FD switch english")
-        << FdTx << 2 << "1" << 0x100u << QByteArray() << 1 << quint64(0) << "无" << "0x100"
-        << "Standard Frame" << "data frame" << "0" << "CANFD-acceleration" << "x| ";
+        << FdRx << 0 << "1" << 0x100u << bytes(64, 0xC0) << 1 << quint64(1) << "0x1"
+        << "0x100"
+        << "标准帧"
+        << "数据帧"
+        << "64"
+        << "CANFD-加速" << full;
+    QTest::newRow("FD 64 bytes transmitted") << FdTx << 0 << "1" << 0x100u << bytes(64, 0xC0) << 1 << quint64(1) << "无"
+                                             << "0x100"
+                                             << "标准帧"
+                                             << "数据帧"
+                                             << "64"
+                                             << "CANFD-加速" << full;
+    QTest::newRow("FD switch traditional") << FdRx << 1 << "1" << 0x100u << QByteArray() << 1 << quint64(0) << "0x0"
+                                           << "0x100"
+                                           << "標準幀"
+                                           << "數據幀"
+                                           << "0"
+                                           << "CANFD-加速"
+                                           << "x| ";
+    QTest::newRow("FD switch english") << FdTx << 2 << "1" << 0x100u << QByteArray() << 1 << quint64(0) << "无"
+                                       << "0x100"
+                                       << "Standard Frame"
+                                       << "data frame"
+                                       << "0"
+                                       << "CANFD-acceleration"
+                                       << "x| ";
     QTest::newRow("FD flags 3 is not the switch")
-        << FdRx << 0 << "1" << 0x100u << QByteArray() << 3 << quint64(0) << "0x0" << "0x100"
-        << "标准帧" << "数据帧" << "0" << "CANFD" << "x| ";
+        << FdRx << 0 << "1" << 0x100u << QByteArray() << 3 << quint64(0) << "0x0"
+        << "0x100"
+        << "标准帧"
+        << "数据帧"
+        << "0"
+        << "CANFD"
+        << "x| ";
     QTest::newRow("FD flags 2 is not the switch")
-        << FdTx << 2 << "1" << 0x100u << QByteArray() << 2 << quint64(0) << "无" << "0x100"
-        << "Standard Frame" << "data frame" << "0" << "CANFD" << "x| ";
+        << FdTx << 2 << "1" << 0x100u << QByteArray() << 2 << quint64(0) << "无"
+        << "0x100"
+        << "Standard Frame"
+        << "data frame"
+        << "0"
+        << "CANFD"
+        << "x| ";
     QTest::newRow("unknown language leaves the language texts empty")
-        << FdRx << 7 << "1" << 0x80000100u << QByteArray::fromHex("0a") << 1 << quint64(0) << "0x0" << "0x00000100"
-        << "" << "" << "1" << "CANFD" << "x| 0A ";
+        << FdRx << 7 << "1" << 0x80000100u << QByteArray::fromHex("0a") << 1 << quint64(0) << "0x0"
+        << "0x00000100"
+        << ""
+        << ""
+        << "1"
+        << "CANFD"
+        << "x| 0A ";
     QTest::newRow("unknown language transmitted")
-        << ClassicTx << -1 << "1" << 0x40000100u << QByteArray() << 0 << quint64(0) << "无" << "0x100"
-        << "" << "" << "0" << "CAN" << "x| ";
+        << ClassicTx << -1 << "1" << 0x40000100u << QByteArray() << 0 << quint64(0) << "无"
+        << "0x100"
+        << ""
+        << ""
+        << "0"
+        << "CAN"
+        << "x| ";
     QTest::newRow("transmitted time is 无 in english")
         << ClassicTx << 2 << "1" << 0x80000000u << QByteArray::fromHex("ff00") << 0 << quint64(0) << "无"
-        << "0x00000000" << "Extended Frame" << "data frame" << "2" << "CAN" << "x| FF 00 ";
+        << "0x00000000"
+        << "Extended Frame"
+        << "data frame"
+        << "2"
+        << "CAN"
+        << "x| FF 00 ";
 }
 
 void tst_FrameText::texts()
@@ -169,13 +265,14 @@ void tst_FrameText::texts()
     sendThread tx(1);
     switch (kind) {
     case ClassicRx: {
-        CanReceiveRecord recs[2] = {FakeDriver::canRecord(0x7, QByteArray()), FakeDriver::canRecord(idWord, data, timestamp)};
+        CanReceiveRecord recs[2]
+            = { FakeDriver::canRecord(0x7, QByteArray()), FakeDriver::canRecord(idWord, data, timestamp) };
         rx.buildCanBatch(recs, 2);
         break;
     }
     case FdRx: {
-        CanFdReceiveRecord recs[2] = {FakeDriver::canFdRecord(0x7, QByteArray()),
-                                      FakeDriver::canFdRecord(idWord, data, uint8_t(flags), timestamp)};
+        CanFdReceiveRecord recs[2] = { FakeDriver::canFdRecord(0x7, QByteArray()),
+            FakeDriver::canFdRecord(idWord, data, uint8_t(flags), timestamp) };
         rx.buildCanFdBatch(recs, 2);
         break;
     }
@@ -237,8 +334,8 @@ void tst_FrameText::channelOfTransmittedBatch()
     QFETCH(uint, threadChannel);
     QFETCH(int, argument);
     sendThread tx(threadChannel);
-    CanTransmitRecord classic{};
-    CanFdTransmitRecord fd{};
+    CanTransmitRecord classic {};
+    CanFdTransmitRecord fd {};
     tx.buildCanBatch(&classic, 1, uint16_t(argument));
     tx.buildCanFdBatch(&fd, 1, uint16_t(argument));
     const QList<ModelItem> items = takePendingFrames();
@@ -275,7 +372,7 @@ void tst_FrameText::concurrentBatchesStayWhole()
     constexpr int kProducers = 4;
     constexpr int kBatches = 400;
     constexpr int kBatchSize = 5;
-    std::atomic<int> running{kProducers};
+    std::atomic<int> running { kProducers };
     QList<QThread *> threads;
     for (int p = 0; p < kProducers; ++p) {
         threads << QThread::create([p, &running] {
