@@ -44,6 +44,7 @@ int callCount(const QString &name);
 void clearCalls();
 
 // Every later call of `name` answers `value` once the queued answers are used up.
+// ReceiveCan/ReceiveCanFd answer from the queued reads instead (see below).
 void setResult(const QString &name, uint32_t value);
 // The next calls of `name` answer these values in turn.
 void queueResults(const QString &name, const QList<uint32_t> &values);
