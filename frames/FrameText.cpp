@@ -1,0 +1,162 @@
+#include "FrameText.h"
+
+#include "SettingsStore.h"
+
+#include <algorithm>
+
+namespace FrameText {
+
+namespace {
+    const char16_t kHexDigits[] = u"0123456789ABCDEF";
+
+    int hexDigitCount(quint64 value)
+    {
+        int digits = 1;
+        while (value >>= 4)
+            ++digits;
+        return digits;
+    }
+
+    // Writes value as exactly `width` upper-case hex digits ending just before `end`.
+    void writeHex(QChar *end, quint64 value, int width)
+    {
+        for (int i = 0; i < width; ++i) {
+            *--end = QChar(kHexDigits[value & 0xF]);
+            value >>= 4;
+        }
+    }
+
+    QString prefixedHex(quint64 value, int minWidth)
+    {
+        const int width = std::max(hexDigitCount(value), minWidth);
+        QString text(2 + width, Qt::Uninitialized);
+        QChar *out = text.data();
+        out[0] = QLatin1Char('0');
+        out[1] = QLatin1Char('x');
+        writeHex(out + 2 + width, value, width);
+        return text;
+    }
+} // namespace
+
+QString idText(uint32_t idWord) { return prefixedHex(idWord & kIdMask, (idWord & kExtendedBit) ? 8 : 3); }
+
+QString dataText(const uint8_t *data, unsigned length)
+{
+    if (length == 0)
+        return QStringLiteral("x| ");
+    QString text(3 + 3 * int(length), Qt::Uninitialized);
+    QChar *out = text.data();
+    *out++ = QLatin1Char('x');
+    *out++ = QLatin1Char('|');
+    *out++ = QLatin1Char(' ');
+    for (unsigned i = 0; i < length; ++i) {
+        *out++ = QChar(kHexDigits[data[i] >> 4]);
+        *out++ = QChar(kHexDigits[data[i] & 0xF]);
+        *out++ = QLatin1Char(' ');
+    }
+    return text;
+}
+
+QString hexTimeStamp(quint64 micros) { return prefixedHex(micros, 1); }
+
+QString decimalTimeStamp(quint64 micros) { return QString::number(double(micros) * 0.000001, 'f', 4); }
+
+QString receivedTimeStamp(quint64 micros)
+{
+    static const QString key = QStringLiteral("timeHex");
+    static const QString defaultValue = QStringLiteral("1");
+    // Looked up per frame so that switching the option applies from the next frame on.
+    if (SettingsStore::value(key, defaultValue).toUInt() == 0)
+        return decimalTimeStamp(micros);
+    return hexTimeStamp(micros);
+}
+
+QString transmittedTimeStamp() { return QStringLiteral("无"); }
+
+QString formatText(int lang, bool extended)
+{
+    switch (lang) {
+    case 0:
+        return extended ? QStringLiteral("扩展帧") : QStringLiteral("标准帧");
+    case 1:
+        return extended ? QStringLiteral("擴展幀") : QStringLiteral("標準幀");
+    case 2:
+        return extended ? QStringLiteral("Extended Frame") : QStringLiteral("Standard Frame");
+    default:
+        return QString();
+    }
+}
+
+QString typeText(int lang, bool remote)
+{
+    // The English data-frame text starts in lower case; saved frame files
+    // depend on it, so it stays that way.
+    switch (lang) {
+    case 0:
+        return remote ? QStringLiteral("远程帧") : QStringLiteral("数据帧");
+    case 1:
+        return remote ? QStringLiteral("遠程幀") : QStringLiteral("數據幀");
+    case 2:
+        return remote ? QStringLiteral("Remote Frame") : QStringLiteral("data frame");
+    default:
+        return QString();
+    }
+}
+
+QString protocolText(int lang, bool canFd, uint8_t flags)
+{
+    if (!canFd)
+        return QStringLiteral("CAN");
+    // Only the value 1 means bit-rate switch; other flag bits do not count.
+    if (flags == 1) {
+        if (lang == 0 || lang == 1)
+            return QStringLiteral("CANFD-加速");
+        if (lang == 2)
+            return QStringLiteral("CANFD-acceleration");
+    }
+    return QStringLiteral("CANFD");
+}
+
+QString channelText(unsigned channel)
+{
+    if (channel == 0)
+        return QStringLiteral("1");
+    if (channel == 1)
+        return QStringLiteral("2");
+    return QString::number(quint64(channel) + 1);
+}
+
+QString directionText(bool received) { return received ? QStringLiteral("Rx") : QStringLiteral("Tx"); }
+
+QString lengthText(unsigned length)
+{
+    // Built once; afterwards every frame only shares one of these.
+    static const QVector<QString> table = [] {
+        QVector<QString> t;
+        t.reserve(65);
+        for (int i = 0; i <= 64; ++i)
+            t.append(QString::number(i));
+        return t;
+    }();
+    if (length <= 64)
+        return table.at(int(length));
+    return QString::number(length);
+}
+
+void fillFrameTexts(ModelItem &item, int lang, uint32_t idWord, unsigned length, const uint8_t *data,
+    unsigned dataCapacity, bool canFd, uint8_t flags, bool blankRemoteData)
+{
+    const bool extended = idWord & kExtendedBit;
+    const bool remote = idWord & kRemoteBit;
+    item.idText = idText(idWord);
+    item.formatText = formatText(lang, extended);
+    item.typeText = typeText(lang, remote);
+    item.dlcText = lengthText(length);
+    item.protocolText = protocolText(lang, canFd, flags);
+    if (remote)
+        item.dataText = blankRemoteData ? QString() : dataText(data, 0);
+    else
+        item.dataText = dataText(data, std::min(length, dataCapacity));
+}
+
+}

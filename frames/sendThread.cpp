@@ -1,0 +1,375 @@
+#include "sendThread.h"
+
+#include "DeviceLayer.h"
+#include "FrameText.h"
+
+#include <QFile>
+#include <QTextStream>
+#include <QTime>
+#include <algorithm>
+#include <cstring>
+
+namespace {
+constexpr qint64 kKeepSendingCount = 0x7FFFFFFFFFFFFFFFLL;
+constexpr qint64 kDayMs = 86400000;
+
+// Time of the previous file row in ms since midnight (0 = none). Shared by
+// both send threads on purpose: two file sends at once disturb each other's
+// recorded timing, which is accepted.
+std::atomic<qint64> g_previousRowTime { 0 };
+
+// Which of the three texts the current language wants; null for an unknown language.
+const char *chooseSource(const char *zh, const char *zht, const char *en)
+{
+    switch (languageCode()) {
+    case 0:
+        return zh;
+    case 1:
+        return zht;
+    case 2:
+        return en;
+    default:
+        return nullptr;
+    }
+}
+} // namespace
+
+sendThread::sendThread(uint channel, QObject *parent)
+    : QThread(parent)
+    , m_channel(channel)
+{
+}
+
+sendThread::~sendThread()
+{
+    stop();
+    wait();
+}
+
+void sendThread::setSend(uint id, int idIncrement, uint extended, uint canFd, uint8_t bitRateSwitch,
+    const uint8_t *data, uint length, int dataIncrement, qint64 count, uint framesPerSend, uint interval, uint remote,
+    uint transmitType)
+{
+    m_mode = 0;
+    m_id = id;
+    m_idIncrement = idIncrement;
+    m_extended = extended;
+    m_canFd = canFd;
+    m_bitRateSwitch = bitRateSwitch;
+    std::memset(m_data, 0, sizeof m_data);
+    if (data)
+        std::memcpy(m_data, data, std::min<uint>(length, sizeof m_data));
+    m_length = length;
+    m_dataIncrement = dataIncrement;
+    m_keepSending = (count == -1);
+    m_count = m_keepSending ? kKeepSendingCount : count;
+    m_framesPerSend = std::clamp<uint>(framesPerSend, 1, kMaxFramesPerSend);
+    m_interval = interval;
+    m_remote = remote;
+    m_transmitType = transmitType;
+    m_stop = false;
+}
+
+void sendThread::setFileSend(QString path, int repeat, uint interval, uint channel)
+{
+    m_mode = 1;
+    m_filePath = path;
+    m_fileRepeat = repeat;
+    m_fileInterval = interval;
+    m_fileChannel = channel;
+}
+
+void sendThread::stop() { m_stop = true; }
+
+void sendThread::run()
+{
+    if (m_mode == 1)
+        runFile();
+    else
+        runCount();
+}
+
+// Log lines pick the text of the current language, then pass it through the
+// translator; an unknown language code logs nothing.
+void sendThread::emitText(const char *zh, const char *zht, const char *en)
+{
+    if (const char *source = chooseSource(zh, zht, en))
+        emit log(tr(source));
+}
+
+void sendThread::emitChannelText(const char *zh, const char *zht, const char *en)
+{
+    const char *prefix = chooseSource(QT_TR_NOOP("通道"), QT_TR_NOOP("通道"), QT_TR_NOOP("channel"));
+    const char *source = chooseSource(zh, zht, en);
+    if (prefix && source)
+        emit log(tr(prefix) + QString::number(m_channel + 1) + tr(source));
+}
+
+void sendThread::advanceFrame()
+{
+    if (m_idIncrement) {
+        ++m_id;
+        if (m_extended ? m_id == 0x20000000u : m_id == 0x800u)
+            m_id = 0;
+    }
+    if (m_dataIncrement) {
+        // The first `length` bytes form one little-endian number; a carry out
+        // of the last byte is dropped.
+        const uint n = std::min<uint>(m_length, sizeof m_data);
+        for (uint i = 0; i < n; ++i) {
+            if (++m_data[i] != 0)
+                break;
+        }
+    }
+}
+
+void sendThread::runCount()
+{
+    // Reused for every batch of the run.
+    static_assert(sizeof(CanFdTransmitRecord) * kMaxFramesPerSend <= 80000, "record array stays small");
+    CanTransmitRecord canRecords[kMaxFramesPerSend];
+    CanFdTransmitRecord fdRecords[kMaxFramesPerSend];
+
+    if (m_keepSending) {
+        if (const char *source = chooseSource(QT_TR_NOOP("通道: %1开始发送数据：一直发送，发送间隔:%2ms..."),
+                QT_TR_NOOP("通道: %1開始發送數據：一直發送，發送間隔:%2ms..."),
+                QT_TR_NOOP("Channel:%1 Start sending data: Keep sending, sending interval:%2ms...")))
+            emit log(tr(source).arg(m_channel + 1).arg(m_interval));
+    } else {
+        if (const char *source = chooseSource(QT_TR_NOOP("通道: %1开始发送数据：数据总帧数:%2，发送间隔:%3ms..."),
+                QT_TR_NOOP("通道: %1開始發送數據：數據縂幀數:%2，發送間隔:%3ms..."),
+                QT_TR_NOOP("Channel:%1 Start sending data: Total frames of data:%2, sending interval:%3ms...")))
+            emit log(tr(source).arg(m_channel + 1).arg(m_count.load()).arg(m_interval));
+    }
+
+    // The stop flag is looked at before the first batch and after each batch's sleep.
+    while (!m_stop && isChannelOpen(m_channel) && m_count > 0) {
+        uint batch = m_framesPerSend;
+        if (m_count < qint64(batch)) {
+            batch = uint(m_count.load());
+            m_framesPerSend = batch;
+        }
+
+        const uint32_t idWordFlags = makeFrameId(0, m_extended, m_remote, 0);
+        for (uint i = 0; i < batch; ++i) {
+            const uint32_t idWord = m_id | idWordFlags;
+            if (m_canFd) {
+                CanFdTransmitRecord &rec = fdRecords[i];
+                std::memset(&rec, 0, sizeof rec);
+                rec.id = idWord;
+                rec.length = uint8_t(std::min<uint>(m_length, sizeof rec.data));
+                rec.flags = m_bitRateSwitch;
+                std::memcpy(rec.data, m_data, sizeof rec.data);
+                rec.transmitType = m_transmitType;
+            } else {
+                CanTransmitRecord &rec = canRecords[i];
+                std::memset(&rec, 0, sizeof rec);
+                rec.id = idWord;
+                rec.length = uint8_t(std::min<uint>(m_length, sizeof rec.data));
+                std::memcpy(rec.data, m_data, sizeof rec.data);
+                rec.transmitType = m_transmitType;
+            }
+            advanceFrame();
+        }
+
+        // The driver's answer is only a flag (exactly 1 = success), never a frame count.
+        const bool sent = m_canFd ? sendCanFd(m_channel, fdRecords, batch) : sendCan(m_channel, canRecords, batch);
+        qint64 left = m_count - batch;
+        if (left == 0 && m_keepSending)
+            left = kKeepSendingCount;
+        m_count = left;
+        if (!sent) {
+            if (m_canFd)
+                emitChannelText(QT_TR_NOOP("CANFD数据发送失败！"), QT_TR_NOOP("CANFD數據發送失敗！"),
+                    QT_TR_NOOP("CANFD Data sending failed！"));
+            else
+                emitChannelText(QT_TR_NOOP("CAN数据发送失败！"), QT_TR_NOOP("CAN數據發送失敗！"),
+                    QT_TR_NOOP("CAN Data sending failed！"));
+            break;
+        }
+        if (m_canFd)
+            buildCanFdBatch(fdRecords, batch, 2);
+        else
+            buildCanBatch(canRecords, batch, 2);
+
+        QThread::msleep(m_interval);
+    }
+
+    if (m_stop)
+        emitChannelText(
+            QT_TR_NOOP("数据中止发送！"), QT_TR_NOOP("數據中止發送！"), QT_TR_NOOP("Data Aborted Sending!"));
+    else if (m_count == 0)
+        emitChannelText(
+            QT_TR_NOOP("数据发送完成！"), QT_TR_NOOP("數據發送完成！"), QT_TR_NOOP("Data transmission completed!"));
+
+    buildCanBatch(canRecords, 0, 2);
+    emit endSend(m_channel);
+    m_stop = false;
+}
+
+void sendThread::runFile()
+{
+    if (const char *source = chooseSource(
+            QT_TR_NOOP("开始发送文件: %1..."), QT_TR_NOOP("開始發送文件: %1..."), QT_TR_NOOP("send file: %1...")))
+        emit log(tr(source).arg(m_filePath));
+
+    QFile file(m_filePath);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        emitText(QT_TR_NOOP("文件发送错误！"), QT_TR_NOOP("文件發送錯誤！"), QT_TR_NOOP("File transmission Error!"));
+    } else {
+        QTextStream in(&file);
+        in.setCodec("UTF-8");
+        int passesLeft = m_fileRepeat;
+        while (!m_stop && (m_fileRepeat == -1 || passesLeft-- > 0)) {
+            in.seek(0);
+            in.readLine(); // the header line is never a frame
+            sendFileRow(QStringList());
+            bool sentAny = false;
+            while (!in.atEnd() && !m_stop) {
+                if (!isChannelOpen(0) && !isChannelOpen(1))
+                    break;
+                sentAny |= sendFileRow(in.readLine().split(QLatin1Char(',')));
+            }
+            // A pass that sent nothing must not spin when repeating until stopped.
+            if (!sentAny)
+                QThread::msleep(1);
+        }
+        if (!m_stop)
+            emitText(
+                QT_TR_NOOP("文件发送完成！"), QT_TR_NOOP("文件發送完成！"), QT_TR_NOOP("File transmission completed!"));
+        else
+            emitText(QT_TR_NOOP("文件中止发送！"), QT_TR_NOOP("文件中止發送！"), QT_TR_NOOP("File Aborted Sending!"));
+    }
+
+    // A file can address both channels, so both send panels are released.
+    emit endSend(0);
+    emit endSend(1);
+    m_stop = false;
+}
+
+// A frame file written in any of the three languages must replay the same,
+// so these texts are translated to themselves in every catalogue.
+bool sendThread::isStandardFrameText(const QString &text) const
+{
+    //: Matched against the Frame column of saved frame files: keep the source text unchanged.
+    const QString zh = tr("标准帧");
+    //: Matched against the Frame column of saved frame files: keep the source text unchanged.
+    const QString zht = tr("標準幀");
+    //: Matched against the Frame column of saved frame files: keep the source text unchanged.
+    const QString en = tr("Standard Frame");
+    return text == zh || text == zht || text == en;
+}
+
+bool sendThread::isDataFrameText(const QString &text) const
+{
+    //: Matched against the type column of saved frame files: keep the source text unchanged.
+    const QString zh = tr("数据帧");
+    //: Matched against the type column of saved frame files: keep the source text unchanged.
+    const QString zht = tr("數據幀");
+    //: Matched against the type column of saved frame files: keep the source text unchanged.
+    const QString en = tr("data frame");
+    return text == zh || text == zht || text == en;
+}
+
+// Fields as the frame-list columns: 0 index, 1 system time, 2 time stamp,
+// 3 channel, 4 Rx/Tx, 5 ID, 6 Frame, 7 type, 8 DLC, 9 CAN-FD, 10 data.
+bool sendThread::sendFileRow(const QStringList &fields)
+{
+    if (fields.isEmpty()) {
+        g_previousRowTime = 0;
+        return false;
+    }
+    if (fields.size() < 11)
+        return false;
+
+    // The capture writes the system time as ="hh:mm:ss.zzz".
+    const QTime time = QTime::fromString(fields.at(1).mid(2, 12), QStringLiteral("hh:mm:ss.zzz"));
+    qint64 rowTime = time.isValid() ? time.msecsSinceStartOfDay() : 0;
+    const qint64 previous = g_previousRowTime;
+    if (rowTime < previous)
+        rowTime += kDayMs; // the capture ran past midnight
+    if (m_fileInterval != kRecordedTiming)
+        QThread::msleep(m_fileInterval);
+    else if (previous != 0 && rowTime - previous > 0)
+        QThread::msleep(ulong(rowTime - previous));
+    g_previousRowTime = rowTime;
+
+    const QString &protocol = fields.at(9);
+    const bool canFd = protocol.contains(QLatin1String("CANFD"));
+    const bool bitRateSwitch = canFd && protocol.contains(QLatin1Char('-'));
+
+    const uint id = fields.at(5).mid(2).toUInt(nullptr, 16);
+    const bool extended = !isStandardFrameText(fields.at(6));
+    const bool remote = !isDataFrameText(fields.at(7));
+    const uint32_t idWord = makeFrameId(id, extended, remote, 0);
+
+    const uint8_t length = uint8_t(fields.at(8).toUInt());
+    uint8_t data[64] = {};
+    if (length > 0) {
+        const QStringList bytes = fields.at(10).mid(3).split(QLatin1Char(' '));
+        const int n = std::min<int>(bytes.size(), std::min<int>(length, int(sizeof data)));
+        for (int i = 0; i < n; ++i)
+            data[i] = uint8_t(bytes.at(i).toUInt(nullptr, 16));
+    }
+
+    const uint channel = (m_fileChannel == 2) ? uint(fields.at(3).toInt() - 1) : m_fileChannel;
+
+    // Failures of single rows are ignored in the file mode.
+    if (canFd) {
+        CanFdTransmitRecord rec {};
+        rec.id = idWord;
+        rec.length = std::min<uint8_t>(length, sizeof rec.data);
+        rec.flags = bitRateSwitch ? 1 : 0;
+        std::memcpy(rec.data, data, sizeof rec.data);
+        sendCanFd(channel, &rec, 1);
+        buildCanFdBatch(&rec, 1, uint16_t(channel));
+    } else {
+        CanTransmitRecord rec {};
+        rec.id = idWord;
+        rec.length = std::min<uint8_t>(length, sizeof rec.data);
+        std::memcpy(rec.data, data, sizeof rec.data);
+        sendCan(channel, &rec, 1);
+        buildCanBatch(&rec, 1, uint16_t(channel));
+    }
+    return true;
+}
+
+void sendThread::buildCanBatch(const CanTransmitRecord *records, uint count, uint16_t channel)
+{
+    const uint ch = (channel == 2) ? m_channel : channel;
+    QList<ModelItem> batch;
+    batch.reserve(int(count));
+    for (uint i = 0; i < count; ++i) {
+        const CanTransmitRecord &rec = records[i];
+        batch.append(ModelItem());
+        ModelItem &item = batch.last();
+        item.channel = ch;
+        item.direction = 0;
+        item.timeStamp = FrameText::transmittedTimeStamp();
+        item.channelText = FrameText::channelText(ch);
+        item.dirText = FrameText::directionText(false);
+        FrameText::fillFrameTexts(item, languageCode(), rec.id, rec.length, rec.data, sizeof rec.data, false, 0, false);
+    }
+    appendPendingFrames(std::move(batch));
+}
+
+void sendThread::buildCanFdBatch(const CanFdTransmitRecord *records, uint count, uint16_t channel)
+{
+    const uint ch = (channel == 2) ? m_channel : channel;
+    QList<ModelItem> batch;
+    batch.reserve(int(count));
+    for (uint i = 0; i < count; ++i) {
+        const CanFdTransmitRecord &rec = records[i];
+        batch.append(ModelItem());
+        ModelItem &item = batch.last();
+        item.channel = ch;
+        item.direction = 0;
+        item.timeStamp = FrameText::transmittedTimeStamp();
+        item.channelText = FrameText::channelText(ch);
+        item.dirText = FrameText::directionText(false);
+        // Unlike a received one, a transmitted CAN FD remote frame still shows "x| ".
+        FrameText::fillFrameTexts(
+            item, languageCode(), rec.id, rec.length, rec.data, sizeof rec.data, true, rec.flags, false);
+    }
+    appendPendingFrames(std::move(batch));
+}
