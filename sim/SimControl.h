@@ -18,7 +18,8 @@ constexpr uint16_t kDefaultFirmwareVersion = 0x0211;
 // receive and configuration call fails, queued frames are lost. Device and
 // channel handles stay valid; after replug() an open device and its started
 // channels carry traffic again. UpdateDevice unplugs as well (the adapter has
-// restarted into its boot loader).
+// restarted into its boot loader) and forgets both channels: their handles
+// stop working.
 void unplug();
 void replug();
 bool isPlugged();
