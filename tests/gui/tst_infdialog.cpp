@@ -77,6 +77,10 @@ void TestINfDialog::labels()
     QCOMPARE(label(&dlg, "labelSerialNum"), QString::fromLatin1(serial));
     QCOMPARE(label(&dlg, "labelhwType"), QStringLiteral("Halden-D2"));
 
+    // A shorter serial is padded with zero bytes, which are not shown.
+    INfDialog padded(rawRecord(QByteArray("HD2SIM01"), QByteArray("T")));
+    QCOMPARE(label(&padded, "labelSerialNum"), QStringLiteral("HD2SIM01"));
+
     // 8-bit text, not UTF-8.
     INfDialog latin(rawRecord(QByteArray("SN\xE9", 3), QByteArray("Typ\xFC", 4)));
     QCOMPARE(label(&latin, "labelhwType"), QStringLiteral("Typ\u00FC"));
