@@ -6,6 +6,7 @@
 #include "Prompt.h"
 
 #include <QEvent>
+#include <QHeaderView>
 #include <QStringList>
 #include <QTableWidgetItem>
 
@@ -34,6 +35,7 @@ FilterDialog::FilterDialog(int channelNumber, const QString &rowText, QWidget *p
     // Hexadecimal entry: the spin boxes' texts are what goes into the rows.
     ui->startSpin->setDisplayIntegerBase(16);
     ui->endSpin->setDisplayIntegerBase(16);
+    ui->filterTable->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
     on_comboBox_currentIndexChanged(ui->comboBox->currentIndex());
     applyTitle();
 

@@ -31,8 +31,10 @@ INfDialog::INfDialog(DeviceInfoRecord record, QWidget *parent)
     ui->labelinVersion->setText(versionText(record.inVersion));
     ui->labelirqNum->setText(QString::number(record.irqNum));
     ui->labelcanNum->setText(QString::number(record.canNum));
-    // The serial number is not necessarily terminated: all 20 bytes are shown.
-    ui->labelSerialNum->setText(QString::fromLatin1(record.serialNumber, int(sizeof record.serialNumber)));
+    // The serial number is not necessarily terminated: all 20 bytes are taken.
+    // Zero padding would only paint as empty boxes, so it is left out.
+    ui->labelSerialNum->setText(
+        QString::fromLatin1(record.serialNumber, int(sizeof record.serialNumber)).remove(QChar(QChar::Null)));
     // The hardware type runs to its zero byte, at most to the end of the record.
     const size_t typeOffset = offsetof(DeviceInfoRecord, hwType);
     ui->labelhwType->setText(textUpToZero(raw + typeOffset, sizeof record - typeOffset));

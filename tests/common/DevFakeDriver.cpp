@@ -230,4 +230,6 @@ void devSetLanguage(int code)
     else
         qWarning("cannot load %s", qPrintable(qm));
     setLanguageCode(code);
+    // The widgets get their LanguageChange posted; deliver it now.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::LanguageChange);
 }
