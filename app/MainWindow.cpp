@@ -21,6 +21,7 @@
 #include <QActionGroup>
 #include <QApplication>
 #include <QDesktopServices>
+#include <QDateTime>
 #include <QDirIterator>
 #include <QFile>
 #include <QHeaderView>
@@ -126,7 +127,7 @@ MainWindow::MainWindow(QWidget *parent)
         SettingsStore::setValue(QStringLiteral("merge"), on ? QStringLiteral("1") : QStringLiteral("0"), true);
     });
 
-    connect(ui->actionDeviceInfo, &QAction::triggered, this, [this] { showDeviceInfo(this); });
+    connect(ui->actionDeviceInfo, &QAction::triggered, this, [this] { DeviceActions::showDeviceInfo(this); });
     for (QAction *a : {ui->actionChinese, ui->actionTraditional, ui->actionEnglish})
         connect(a, &QAction::triggered, this, [this, a](bool checked) { languageTriggered(a, checked); });
     connect(ui->actionAbout, &QAction::triggered, this,
@@ -138,8 +139,8 @@ MainWindow::MainWindow(QWidget *parent)
     connect(ui->actionOpenDevice, &QAction::triggered, this, &MainWindow::openDeviceAction);
     connect(ui->actionUpgrade, &QAction::triggered, this, &MainWindow::upgradeAction);
     connect(ui->actionCanSetting, &QAction::triggered, this,
-            [this] { applyChannelParameters(this, [this](const QString &msg) { writeLog(msg); }); });
-    connect(ui->actionViewParam, &QAction::triggered, this, [this] { viewChannelParameters(this); });
+            [this] { DeviceActions::applyChannelParameters(this, [this](const QString &msg) { writeLog(msg); }); });
+    connect(ui->actionViewParam, &QAction::triggered, this, [this] { DeviceActions::viewChannelParameters(this); });
     connect(ui->actionFileSend, &QAction::triggered, this, &MainWindow::on_ch1SendFileBtn_clicked);
     connect(ui->actionListSend, &QAction::triggered, this, [this] {
         listSendDlg dlg(this);

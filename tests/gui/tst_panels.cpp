@@ -9,6 +9,9 @@
 #include "SiftDialog.h"
 #include "SimControl.h"
 #include "SimulatedAdapter.h"
+#include "sendThread.h"
+
+#include <QAction>
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -269,7 +272,7 @@ private slots:
         QTRY_COMPARE(label("labelCh1RxCount"), QStringLiteral("4"));
         QCOMPARE(w->frameModel()->rowCount(), 3);
         QCOMPARE(w->frameModel()->cellText(0, 10), QStringLiteral("x| 02 "));
-        QCOMPARE(w->frameModel()->cellText(0, 0), QStringLiteral("4"));
+        QCOMPARE(w->frameModel()->cellText(0, 0), QStringLiteral("2"));   // merge on cleared the list and its numbering
 
         QTest::mouseClick(find<QPushButton>("cleanListBtn"), Qt::LeftButton);
         QCOMPARE(w->frameModel()->rowCount(), 0);
