@@ -176,13 +176,18 @@ MainWindow::MainWindow(QWidget *parent)
     view->verticalHeader()->setDefaultSectionSize(view->fontMetrics().height() + 6);
     view->verticalHeader()->hide();
     view->horizontalHeader()->setStretchLastSection(true);
-    const int widths[] = {70, 95, 95, 45, 50, 95, 110, 90, 40, 150};
+    // Columns wide enough for their longest text in any language.
+    const char *samples[] = {"0000000", "00:00:00.000", "0x00000000", "channel", "Rx/Tx",
+                             "0x00000000", "Extended Frame", "Remote Frame", "DLC", "CANFD-acceleration"};
     for (int c = 0; c < 10; ++c)
-        view->setColumnWidth(c, widths[c]);
+        view->setColumnWidth(c, view->fontMetrics().horizontalAdvance(QLatin1String(samples[c])) + 12);
     connect(view, &QTableView::clicked, this, [this] { m_selectionKept = true; });
     connect(view, &QTableView::pressed, this, [this] { m_selectionKept = true; });
     ui->splitter->setStretchFactor(0, 3);
     ui->splitter->setStretchFactor(1, 2);
+    ui->topSplitter->setStretchFactor(0, 4);
+    ui->topSplitter->setStretchFactor(1, 1);
+    ui->topSplitter->setSizes({1100, 260});
 
     QTimer::singleShot(1000, this, &MainWindow::deviceWatch);
     QTimer::singleShot(SettingsStore::value(QStringLiteral("refreshInterval"), QStringLiteral("100")).toInt(), this,
