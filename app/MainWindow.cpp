@@ -82,8 +82,7 @@ MainWindow::MainWindow(QWidget *parent)
     ui->tableView->setModel(m_model);
     setLa();
 
-    if (QWindow *w = windowHandle(); w && w->screen())
-        connect(w->screen(), &QScreen::logicalDotsPerInchChanged, this, [this] { DpiScaler::attach(this); });
+    DpiScaler::attach(this);
 
     const QRegularExpression hexBytes(QStringLiteral("^[0-9a-fA-F ]+$"));
     ui->ch1SendDataEdit->setValidator(new QRegularExpressionValidator(hexBytes, this));

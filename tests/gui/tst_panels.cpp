@@ -13,7 +13,9 @@
 
 #include <QAction>
 
+#include <QApplication>
 #include <QCheckBox>
+#include <QTimer>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -48,6 +50,28 @@ QStringList rowTexts(const MyTableModel *model, int row)
     for (int c = 0; c < 11; ++c)
         texts << model->cellText(row, c);
     return texts;
+}
+
+// Answers the capture dialog that the real-time save box opens: types the path
+// (as a user may) and presses OK with the given mode.
+void answerCaptureDialog(const QString &path, int mode)
+{
+    QTimer::singleShot(0, [path, mode] {
+        QWidget *dlg = QApplication::activeModalWidget();
+        if (!dlg)
+            return;
+        dlg->findChild<QLineEdit *>(QStringLiteral("lineEdit"))->setText(path);
+        dlg->findChild<QComboBox *>(QStringLiteral("comboBox"))->setCurrentIndex(mode);
+        QTest::mouseClick(dlg->findChild<QPushButton *>(QStringLiteral("pbOk")), Qt::LeftButton);
+    });
+}
+
+QStringList fileLines(const QString &path)
+{
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly))
+        return {};
+    return QString::fromUtf8(f.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
 }
 } // namespace
 
@@ -96,7 +120,9 @@ private slots:
         m_window = std::make_unique<MainWindow>();
         w = m_window.get();
         w->show();
-        QTRY_COMPARE(find<QLineEdit>("ch1SendDataEdit")->text(), QStringLiteral("00 11 22 33 44 55 66 77"));
+        // Let the start-up events run: the posted language change and the late restore of the panels.
+        QTest::qWait(100);
+        QCOMPARE(find<QLineEdit>("ch1SendDataEdit")->text(), QStringLiteral("00 11 22 33 44 55 66 77"));
     }
     void cleanup()
     {
@@ -343,6 +369,64 @@ private slots:
         QTest::mouseClick(find<QPushButton>("pushButton_2"), Qt::LeftButton);
         QCOMPARE(w->frameModel()->header().at(5), QStringLiteral("ID"));
         QVERIFY(!view->isRowHidden(1));
+    }
+    void liveCaptureMatchesTable()
+    {
+        const QString path = m_folder->path(QStringLiteral("capture.csv"));
+        answerCaptureDialog(path, 0);
+        QTest::mouseClick(find<QCheckBox>("checkBox"), Qt::LeftButton);
+        QVERIFY(find<QCheckBox>("checkBox")->isChecked());
+        appendPendingFrames({frame(0, 1, QStringLiteral("0x100")), frame(1, 0, QStringLiteral("0x101"), QStringLiteral("x| "))});
+        QTRY_COMPARE(w->frameModel()->rowCount(), 2);
+        find<QCheckBox>("pauseCheck")->setChecked(true);
+        appendPendingFrames({frame(0, 1, QStringLiteral("0x102"))});
+        QTRY_COMPARE(label("labelCh1RxCount"), QStringLiteral("2"));
+        QTest::mouseClick(find<QCheckBox>("checkBox"), Qt::LeftButton);   // capture off: file closed
+
+        const QStringList lines = fileLines(path);
+        QCOMPARE(lines.size(), 4);
+        QCOMPARE(lines.at(0), QStringLiteral("序号,系统时间,时间标识,通道,收/发,ID,Frame,类型,DLC,CAN-FD,数据"));
+        for (int r = 0; r < 2; ++r) {
+            QStringList cells = rowTexts(w->frameModel(), r);
+            cells[1] = QStringLiteral("=\"%1\"").arg(cells[1]);
+            QCOMPARE(lines.at(r + 1), cells.join(QLatin1Char(',')));
+        }
+        QVERIFY2(lines.at(3).startsWith(QLatin1String("3,=\"")), "a paused display keeps capturing");
+        QVERIFY2(lines.at(3).endsWith(QStringLiteral(",0x102,标准帧,数据帧,1,CAN,x| 01 ")), qPrintable(lines.at(3)));
+    }
+
+    void filteredOnlyCapture_data()
+    {
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<int>("rows");
+        QTest::newRow("all rows") << 0 << 2;
+        QTest::newRow("filtered rows") << 1 << 1;
+    }
+    void filteredOnlyCapture()
+    {
+        QFETCH(int, mode);
+        QFETCH(int, rows);
+        w->frameModel()->setFilter(5, {QStringLiteral("0x100")});
+        const QString path = m_folder->path(QStringLiteral("filtered.csv"));
+        answerCaptureDialog(path, mode);
+        QTest::mouseClick(find<QCheckBox>("checkBox"), Qt::LeftButton);
+        appendPendingFrames({frame(0, 1, QStringLiteral("0x100")), frame(0, 1, QStringLiteral("0x200"))});
+        QTRY_COMPARE(label("labelCh1RxCount"), QStringLiteral("2"));
+        QCOMPARE(w->frameModel()->rowCount(), 1);   // the rejected frame is counted, never shown
+        QTest::mouseClick(find<QCheckBox>("checkBox"), Qt::LeftButton);
+        const QStringList lines = fileLines(path);
+        QCOMPARE(lines.size(), 1 + rows);
+        QVERIFY2(lines.at(0).contains(QStringLiteral("ID*")), qPrintable(lines.at(0)));
+    }
+
+    void cancelledCaptureUnticks()
+    {
+        QTimer::singleShot(0, [] {
+            if (QWidget *dlg = QApplication::activeModalWidget())
+                QTest::mouseClick(dlg->findChild<QPushButton *>(QStringLiteral("pbCancel")), Qt::LeftButton);
+        });
+        QTest::mouseClick(find<QCheckBox>("checkBox"), Qt::LeftButton);
+        QVERIFY(!find<QCheckBox>("checkBox")->isChecked());
     }
 };
 
