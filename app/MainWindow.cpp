@@ -149,7 +149,9 @@ MainWindow::MainWindow(QWidget *parent)
 
     m_valueDlg = new valueDialog(this);
     auto askValue = [this](int index) {
+        const quint32 current[3] = {m_scanTime, m_framesPerRecv, m_listLimit};
         m_valueDlg->setIndex(index);
+        m_valueDlg->setText(QString::number(current[index]));
         m_valueDlg->show();
         m_valueDlg->raise();
     };

@@ -9,6 +9,7 @@
 #include "SiftDialog.h"
 #include "SimControl.h"
 #include "SimulatedAdapter.h"
+#include "recvThread.h"
 #include "sendThread.h"
 
 #include <QAction>
@@ -427,6 +428,50 @@ private slots:
         });
         QTest::mouseClick(find<QCheckBox>("checkBox"), Qt::LeftButton);
         QVERIFY(!find<QCheckBox>("checkBox")->isChecked());
+    }
+    void identifierGapWarnsOnce_data()
+    {
+        QTest::addColumn<int>("language");
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("zh") << 0 << "提示" << "ID 不连续:上一帧ID:7fe,当前ID:1a";
+        QTest::newRow("zht") << 1 << "提示" << "ID 不連續:上一幀ID:7fe,當前ID:1a";
+        QTest::newRow("en") << 2 << "warning" << "ID error:last ID:7fe,current ID:1a";
+    }
+    void identifierGapWarnsOnce()
+    {
+        QFETCH(int, language);
+        QFETCH(QString, title);
+        QFETCH(QString, text);
+        setLanguageCode(language);
+        auto *check = w->findChild<QAction *>(QStringLiteral("actionRecvIDAdd"));
+        check->trigger();
+        QCOMPARE(SettingsStore::value(QStringLiteral("recvIDAdd")), QStringLiteral("1"));
+        emit w->receiver(1)->errorID(0x7FE, 0x1A);
+        QCOMPARE(Prompt::shown().value(0), qMakePair(title, text));
+        QVERIFY(!check->isChecked());
+        QCOMPARE(SettingsStore::value(QStringLiteral("recvIDAdd")), QStringLiteral("0"));
+    }
+
+    void receiveTuningRetitlesAndPersistsListCount()
+    {
+        w->findChild<QAction *>(QStringLiteral("actionListBuffer"))->trigger();
+        QDialog *dlg = w->findChild<QDialog *>(QStringLiteral("valueDialog"));
+        QVERIFY(dlg && dlg->isVisible());
+        auto *edit = dlg->findChild<QLineEdit *>();
+        QCOMPARE(edit->text(), QStringLiteral("1000"));
+        edit->setText(QStringLiteral("5"));
+        QTest::mouseClick(dlg->findChild<QPushButton *>(QStringLiteral("btnValueOK")), Qt::LeftButton);
+        QCOMPARE(w->findChild<QAction *>(QStringLiteral("actionListBuffer"))->text(), QStringLiteral("列表缓存帧数(5)(&D)"));
+        QVERIFY(m_folder->read(QStringLiteral("config/setdb.txt")).contains("listCount,5"));
+        QList<ModelItem> batch;
+        for (int i = 0; i < 8; ++i)
+            batch << frame(0, 1, QStringLiteral("0x100"));
+        appendPendingFrames(batch);
+        QTRY_COMPARE(label("labelCh1RxCount"), QStringLiteral("8"));
+        QCOMPARE(w->frameModel()->rowCount(), 5);
+        w->findChild<QAction *>(QStringLiteral("actionEnglish"))->trigger();
+        QTRY_COMPARE(w->findChild<QAction *>(QStringLiteral("actionListBuffer"))->text(), QStringLiteral("Data List Buffer(5)(&D)"));
     }
 };
 
