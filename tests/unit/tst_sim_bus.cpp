@@ -344,7 +344,8 @@ void tst_SimBus::nodeFile()
                 QFAIL(qPrintable(QString("unexpected id %1").arg(buffer[i].id, 0, 16)));
         }
     }
-    QCOMPARE(got.size(), 3);
+    // One read may bring more than three frames of a 5 ms node on a busy machine.
+    QVERIFY(got.size() >= 3);
     if (expectedId == 0x555) {
         for (int i = 0; i < 3; ++i) {
             QCOMPARE(int(got[i].length), 2);
