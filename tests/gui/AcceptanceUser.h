@@ -182,12 +182,17 @@ inline void trigger(const MainWindow *w, const char *action)
 }
 
 // Device management → device operations: open the adapter, open all
-// channels with the parameters as offered, back to the main window.
-inline void openDeviceFromMenu(MainWindow *w)
+// channels with the parameters as offered (or as `choose` sets them), back
+// to the main window.
+inline void openDeviceFromMenu(MainWindow *w, std::function<void(ParaDialog *)> choose = nullptr)
 {
-    whenModal<OpenDlg>([](OpenDlg *open) {
+    whenModal<OpenDlg>([choose](OpenDlg *open) {
         click(open, QStringLiteral("pushButton"));
-        whenModal<ParaDialog>([](ParaDialog *para) { click(para, QStringLiteral("btnConfirm")); });
+        whenModal<ParaDialog>([choose](ParaDialog *para) {
+            if (choose)
+                choose(para);
+            click(para, QStringLiteral("btnConfirm"));
+        });
         click(open, QStringLiteral("pushButton_2"));
         click(open, QStringLiteral("pushButton_7"));
     });
