@@ -432,6 +432,7 @@ void MainWindow::openDeviceAction()
 {
     OpenDlg dlg(m_deviceIndex, this);
     connect(&dlg, &OpenDlg::deviceClosed, this, [this] {
+        handleDeviceClosed();
         setTitle(kTitlePrefix + versionText());
         m_deviceShown = false;
     });
