@@ -6,6 +6,7 @@
 
 #include <QCheckBox>
 #include <QDebug>
+#include <QEvent>
 #include <QListWidgetItem>
 
 SiftDialog::SiftDialog(QWidget *parent)
@@ -18,6 +19,21 @@ SiftDialog::SiftDialog(QWidget *parent)
 }
 
 SiftDialog::~SiftDialog() = default;
+
+void SiftDialog::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::LanguageChange) {
+        ui->retranslateUi(this);
+        if (m_allBox)
+            m_allBox->setText(allText());
+    }
+    QDialog::changeEvent(event);
+}
+
+QString SiftDialog::allText()
+{
+    return Lang::pick(QStringLiteral("全部"), QStringLiteral("全部"), QStringLiteral("all"));
+}
 
 bool SiftDialog::matches(const QString &value, const QString &text, bool caseSensitive, bool whole)
 {
@@ -47,7 +63,7 @@ void SiftDialog::rebuild(const QStringList &values, bool hideAll)
         return item;
     };
 
-    m_allBox = new QCheckBox(Lang::pick(QStringLiteral("全部"), QStringLiteral("全部"), QStringLiteral("all")));
+    m_allBox = new QCheckBox(allText());
     m_allBox->setObjectName(QStringLiteral("allCheck"));
     QListWidgetItem *allItem = addRow(m_allBox);
     allItem->setHidden(hideAll);

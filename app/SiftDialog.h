@@ -25,6 +25,9 @@ public:
 
     static bool matches(const QString &value, const QString &text, bool caseSensitive, bool whole);
 
+protected:
+    void changeEvent(QEvent *event) override;
+
 signals:
     void siftedData(QStringList siftedData, int index);
 
@@ -34,6 +37,7 @@ private slots:
     void on_btnCancel_clicked();
 
 private:
+    static QString allText();
     void rebuild(const QStringList &values, bool hideAll);
     void valueToggled(QCheckBox *box, bool checked);
 
