@@ -1,0 +1,560 @@
+// ostrel_shots OUTDIR: starts the real MainWindow on the built-in simulated
+// adapter from a fresh temporary run-time folder, walks through the program
+// the way a new user does (open the device, accept the channel parameters,
+// watch the traffic, send, open every dialog) and saves what the windows show
+// as PNG files in OUTDIR, in Simplified Chinese, Traditional Chinese (main
+// window only) and English. Run it on a real display server (xcb, for example
+// under xvfb-run) so fonts are rendered as a user sees them.
+#include "AppPaths.h"
+#include "MainWindow.h"
+#include "Prompt.h"
+#include "SiftDialog.h"
+
+#include <QAbstractButton>
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QContextMenuEvent>
+#include <QDir>
+#include <QDirIterator>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFile>
+#include <QHeaderView>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPainter>
+#include <QSpinBox>
+#include <QTableView>
+#include <QTemporaryDir>
+#include <QTimer>
+
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+
+namespace {
+
+QString g_out;
+int g_saved = 0;
+
+// A calmer bus than the shipped node file, so a screenful of rows shows every
+// kind of frame and the frames sent from the send panel stay in view.
+const char kShotNodes[] = R"(; screenshot bus: every node of the shipped file, slower
+[engine]
+id = 0x100
+length = 8
+period = 200
+data = 00 10 27 64
+
+[body]
+id = 0x18FF0010
+extended = 1
+length = 8
+period = 500
+data = 01 02 03 04 05 06 07 08
+counter = 7
+
+[camera]
+id = 0x200
+fd = 1
+brs = 1
+length = 16
+period = 400
+data = AA 55
+counter = 2
+
+[radar]
+id = 0x300
+fd = 1
+length = 12
+period = 800
+
+[diagnostic]
+id = 0x7DF
+remote = 1
+length = 8
+period = 2000
+
+[gateway]
+id = 0x1CEBA55
+extended = 1
+fd = 1
+brs = 1
+length = 64
+period = 1000
+data = 47 57
+counter = 63
+)";
+
+void settle(int ms)
+{
+    QEventLoop loop;
+    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+[[noreturn]] void fail(const QString &what)
+{
+    std::fprintf(stderr, "ostrel_shots: %s\n", qPrintable(what));
+    std::exit(1);
+}
+
+template <typename T>
+T *child(const QObject *parent, const char *name)
+{
+    T *x = parent->findChild<T *>(QLatin1String(name));
+    if (!x)
+        fail(QStringLiteral("no %1 named %2").arg(QLatin1String(T::staticMetaObject.className()), QLatin1String(name)));
+    return x;
+}
+
+void click(const QObject *parent, const char *button)
+{
+    child<QAbstractButton>(parent, button)->click();
+}
+
+void trigger(const QObject *w, const char *action)
+{
+    child<QAction>(w, action)->trigger();
+}
+
+void save(const QImage &image, const QString &name)
+{
+    const QString path = g_out + QLatin1Char('/') + name + QStringLiteral(".png");
+    if (!image.save(path, "PNG", 0))
+        fail(QStringLiteral("cannot write ") + path);
+    ++g_saved;
+    std::printf("%s %dx%d\n", qPrintable(path), image.width(), image.height());
+}
+
+// The window as on a desktop: its content under a plain title bar carrying
+// the window title (the virtual X server runs no window manager to draw one).
+QImage framed(QWidget *w, const QImage &content)
+{
+    const int bar = 28;
+    QImage image(content.width() + 2, content.height() + bar + 1, QImage::Format_RGB32);
+    image.fill(QColor(0x3C, 0x3F, 0x41));
+    QPainter p(&image);
+    QLinearGradient ground(0, 0, 0, bar);
+    ground.setColorAt(0, QColor(0x4A, 0x4E, 0x52));
+    ground.setColorAt(1, QColor(0x36, 0x39, 0x3B));
+    p.fillRect(0, 0, image.width(), bar, ground);
+    QFont font = w->font();
+    font.setBold(true);
+    p.setFont(font);
+    p.setPen(Qt::white);
+    p.drawText(QRect(10, 0, image.width() - 40, bar), Qt::AlignVCenter | Qt::AlignLeft, w->windowTitle());
+    p.setPen(QPen(QColor(0xD0, 0xD0, 0xD0), 1.6));
+    p.setRenderHint(QPainter::Antialiasing);
+    const QPointF x(image.width() - 18, bar / 2.0);
+    p.drawLine(x + QPointF(-5, -5), x + QPointF(5, 5));
+    p.drawLine(x + QPointF(-5, 5), x + QPointF(5, -5));
+    p.drawImage(1, bar, content);
+    return image;
+}
+
+void shoot(QWidget *w, const QString &name)
+{
+    settle(250);
+    save(framed(w, w->grab().toImage()), name);
+}
+
+// Runs `answer` on the next modal dialog of type T as soon as it is up. Arm it
+// before the action that opens the dialog: exec() returns once `answer` has
+// closed it.
+template <typename T>
+void onModal(std::function<void(T *)> answer)
+{
+    auto *poll = new QTimer;
+    auto *clock = new QElapsedTimer;
+    clock->start();
+    QObject::connect(poll, &QTimer::timeout, [poll, clock, answer] {
+        T *dlg = qobject_cast<T *>(QApplication::activeModalWidget());
+        if (!dlg && clock->elapsed() < 10000)
+            return;
+        poll->stop();
+        poll->deleteLater();
+        delete clock;
+        if (!dlg)
+            fail(QStringLiteral("no modal %1 came up").arg(QLatin1String(T::staticMetaObject.className())));
+        answer(dlg);
+    });
+    poll->start(20);
+}
+
+// The same for a dialog found by object name (the classes of the side
+// dialogs are not needed here).
+void onModalNamed(const char *name, std::function<void(QWidget *)> answer)
+{
+    auto *poll = new QTimer;
+    auto *clock = new QElapsedTimer;
+    clock->start();
+    const QString wanted = QLatin1String(name);
+    QObject::connect(poll, &QTimer::timeout, [poll, clock, answer, wanted] {
+        QWidget *dlg = QApplication::activeModalWidget();
+        if ((!dlg || dlg->objectName() != wanted) && clock->elapsed() < 10000)
+            return;
+        poll->stop();
+        poll->deleteLater();
+        delete clock;
+        if (!dlg || dlg->objectName() != wanted)
+            fail(QStringLiteral("no modal %1 came up").arg(wanted));
+        answer(dlg);
+    });
+    poll->start(20);
+}
+
+// A menu of the menu bar dropped down, drawn over the top of the window as
+// the user sees it.
+void shootMenu(QMainWindow *w, QMenu *menu, const QString &name)
+{
+    QMenuBar *bar = w->menuBar();
+    const QRect title = bar->actionGeometry(menu->menuAction());
+    menu->popup(bar->mapToGlobal(title.bottomLeft()));
+    settle(300);
+    const QPoint at = w->mapFromGlobal(menu->mapToGlobal(QPoint(0, 0)));
+    QImage image = w->grab().toImage();
+    {
+        QPainter p(&image);
+        // The open menu's title is highlighted as on a real desktop.
+        p.fillRect(bar->mapTo(w, title.topLeft()).x(), bar->mapTo(w, title.topLeft()).y(), title.width(),
+                   title.height(), w->palette().highlight());
+        p.setPen(w->palette().highlightedText().color());
+        p.setFont(bar->font());
+        p.drawText(QRect(bar->mapTo(w, title.topLeft()), title.size()), Qt::AlignCenter | Qt::TextShowMnemonic,
+                   menu->title());
+        p.drawPixmap(at, menu->grab());
+    }
+    menu->hide();
+    const int width = qMin(image.width(), qMax(at.x() + menu->width() + 40, 480));
+    const int height = qMin(image.height(), at.y() + menu->height() + 24);
+    save(image.copy(0, 0, width, height), name);
+}
+
+void switchTo(MainWindow *w, const char *action)
+{
+    trigger(w, action);
+    settle(400);
+}
+
+// Device management → device operations: open the adapter and both
+// channels with the parameters as offered. With `shots`, the open dialog,
+// the channel parameters and the acceptance filter editor are saved.
+void openDevice(MainWindow *w, const QString &lang, bool shots)
+{
+    onModal<QDialog>([lang, shots](QDialog *open) {
+        if (open->objectName() != QLatin1String("OpenDlg"))
+            fail(QStringLiteral("expected the open dialog"));
+        if (shots)
+            shoot(open, QStringLiteral("open_") + lang);
+        click(open, "pushButton");
+        settle(200);
+        onModalNamed("ParaDialog", [lang, shots](QWidget *para) {
+            if (shots) {
+                shoot(para, QStringLiteral("para_") + lang);
+                onModalNamed("FilterDialog", [lang](QWidget *filter) {
+                    auto *kind = child<QComboBox>(filter, "comboBox");
+                    auto *start = child<QSpinBox>(filter, "startSpin");
+                    auto *end = child<QSpinBox>(filter, "endSpin");
+                    kind->setCurrentIndex(0);
+                    start->setValue(0x100);
+                    end->setValue(0x1FF);
+                    click(filter, "btnAdd");
+                    kind->setCurrentIndex(3);
+                    start->setValue(0x18FF0010);
+                    click(filter, "btnAdd");
+                    kind->setCurrentIndex(2);
+                    start->setValue(0x1CEB0000);
+                    end->setValue(0x1CEBFFFF);
+                    click(filter, "btnAdd");
+                    shoot(filter, QStringLiteral("filter_") + lang);
+                    // The shots run without a hardware filter.
+                    click(filter, "btnCancel");
+                });
+                click(para, "filterModeCheck");
+                settle(100);
+                if (child<QCheckBox>(para, "filterModeCheck")->isChecked())
+                    click(para, "filterModeCheck");
+            }
+            click(para, "btnConfirm");
+        });
+        click(open, "pushButton_2");
+        settle(300);
+        if (shots)
+            shoot(open, QStringLiteral("openstate_") + lang);
+        click(open, "pushButton_7");
+    });
+    trigger(w, "actionOpenDevice");
+    settle(300);
+}
+
+void closeDevice(MainWindow *w)
+{
+    onModal<QDialog>([](QDialog *open) {
+        click(open, "pushButton_5");
+        settle(100);
+        click(open, "pushButton_7");
+    });
+    trigger(w, "actionOpenDevice");
+    settle(300);
+}
+
+void setEdit(MainWindow *w, const char *edit, const QString &text)
+{
+    child<QLineEdit>(w, edit)->setText(text);
+}
+
+// A fresh list, ten frames sent from channel 1 with identifier and data
+// increment, and enough simulated traffic around them to fill the table.
+void fillTable(MainWindow *w)
+{
+    click(w, "cleanListBtn");
+    click(w, "pushButton");
+    settle(1200);
+    setEdit(w, "ch1SendIDEdit", QStringLiteral("123"));
+    setEdit(w, "ch1SendDataEdit", QStringLiteral("11 22 33 44 55 66 77 88"));
+    setEdit(w, "ch1SendCountEdit", QStringLiteral("10"));
+    child<QCheckBox>(w, "ch1IDAddChk")->setChecked(true);
+    child<QCheckBox>(w, "ch1DataAddChk")->setChecked(true);
+    setEdit(w, "ch1SendInvEdit", QStringLiteral("100"));
+    click(w, "ch1SendBtn");
+    // Taken as soon as the panel is idle again, with the sent frames in view.
+    auto *stop = child<QAbstractButton>(w, "ch1StopSendBtn");
+    QElapsedTimer clock;
+    clock.start();
+    do
+        settle(10);
+    while ((stop->isEnabled() || clock.elapsed() < 300) && clock.elapsed() < 10000);
+    if (stop->isEnabled())
+        fail(QStringLiteral("channel 1 never finished sending"));
+}
+
+void shootMenus(MainWindow *w, const QString &lang)
+{
+    const struct {
+        const char *menu;
+        const char *name;
+    } menus[] = {{"menuDevice", "menu_device_"}, {"menuMultiSend", "menu_multisend_"},
+                 {"menuParam", "menu_param_"},   {"menuInfo", "menu_info_"},
+                 {"menuLanguage", "menu_language_"}, {"menuHelp", "menu_help_"}};
+    for (const auto &m : menus)
+        shootMenu(w, child<QMenu>(w, m.menu), QLatin1String(m.name) + lang);
+}
+
+// Right click on the ID column: the context menu, then the filter pop-up
+// with two identifiers ticked.
+void shootFilterPopup(MainWindow *w, const QString &lang)
+{
+    auto *view = child<QTableView>(w, "tableView");
+    const int column = 5;
+    const QPoint inView(view->columnViewportPosition(column) + 30, view->viewport()->height() / 3);
+    const QPoint global = view->viewport()->mapToGlobal(inView);
+    QCursor::setPos(global);
+
+    auto *poll = new QTimer;
+    QObject::connect(poll, &QTimer::timeout, [poll, w, lang] {
+        auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
+        if (!menu)
+            return;
+        poll->stop();
+        poll->deleteLater();
+        settle(250);
+        QImage image = w->grab().toImage();
+        const QPoint at = w->mapFromGlobal(menu->mapToGlobal(QPoint(0, 0)));
+        {
+            QPainter p(&image);
+            p.drawPixmap(at, menu->grab());
+        }
+        const QRect around = QRect(at - QPoint(260, 120), QSize(menu->width() + 520, menu->height() + 240))
+                                 .intersected(image.rect());
+        save(image.copy(around), QStringLiteral("context_") + lang);
+        menu->close();
+    });
+    poll->start(20);
+    QContextMenuEvent event(QContextMenuEvent::Mouse, inView, global);
+    QCoreApplication::sendEvent(view->viewport(), &event);
+    settle(100);
+
+    w->openSiftFor(column, w->mapFromGlobal(global));
+    QDialog *sift = w->siftDialog();
+    settle(300);
+    for (QCheckBox *box : sift->findChildren<QCheckBox *>()) {
+        if (box->text() == QLatin1String("0x100") || box->text() == QLatin1String("0x200"))
+            box->setChecked(true);
+    }
+    settle(200);
+    save(sift->grab().toImage(), QStringLiteral("sift_") + lang);
+    QImage image = w->grab().toImage();
+    {
+        QPainter p(&image);
+        const QPoint at = w->mapFromGlobal(sift->mapToGlobal(QPoint(0, 0)));
+        p.drawPixmap(at, sift->grab());
+        // The pop-up has no frame of its own; a thin line sets it off.
+        p.setPen(QColor(0x60, 0x60, 0x60));
+        p.drawRect(QRect(at, sift->size()).adjusted(-1, -1, 0, 0));
+    }
+    save(framed(w, image), QStringLiteral("siftmain_") + lang);
+    click(sift, "btnCancel");
+    settle(100);
+}
+
+void shootDialogs(MainWindow *w, const QString &lang)
+{
+    onModalNamed("INfDialog", [lang](QWidget *dlg) {
+        shoot(dlg, QStringLiteral("info_") + lang);
+        click(dlg, "pushButton");
+    });
+    trigger(w, "actionDeviceInfo");
+
+    onModalNamed("ParaDialog", [lang](QWidget *dlg) {
+        shoot(dlg, QStringLiteral("canset_") + lang);
+        click(dlg, "btnCancel");
+    });
+    trigger(w, "actionCanSetting");
+
+    onModalNamed("ParaDialog", [lang](QWidget *dlg) {
+        shoot(dlg, QStringLiteral("view_") + lang);
+        click(dlg, "btnCancel");
+    });
+    trigger(w, "actionViewParam");
+
+    trigger(w, "actionFileSend");
+    QDialog *file = w->findChild<QDialog *>(QStringLiteral("fileDlg"));
+    if (!file)
+        fail(QStringLiteral("no file send dialog"));
+    const QString oldPath = child<QLineEdit>(file, "lineEdit")->text();
+    child<QLineEdit>(file, "lineEdit")->setText(QStringLiteral("/home/user/captures/bus.csv"));
+    shoot(file, QStringLiteral("filesend_") + lang);
+    child<QLineEdit>(file, "lineEdit")->setText(oldPath);
+    file->hide();
+
+    onModalNamed("savefileDlg", [lang](QWidget *dlg) {
+        child<QLineEdit>(dlg, "lineEdit")->setText(QStringLiteral("/home/user/captures/bus.csv"));
+        shoot(dlg, QStringLiteral("savefile_") + lang);
+        click(dlg, "pbCancel");
+    });
+    click(w, "checkBox");
+
+    onModalNamed("DataDlg", [lang](QWidget *dlg) {
+        shoot(dlg, QStringLiteral("dataedit_") + lang);
+        click(dlg, "pushButton_2");
+    });
+    click(w, "pushButton_3");
+
+    trigger(w, "actionListBuffer");
+    QDialog *value = w->findChild<QDialog *>(QStringLiteral("valueDialog"));
+    if (!value)
+        fail(QStringLiteral("no value dialog"));
+    shoot(value, QStringLiteral("value_") + lang);
+    click(value, "btnValueCancel");
+
+    onModalNamed("listSendDlg", [lang](QWidget *dlg) {
+        shoot(dlg, QStringLiteral("listsend_") + lang);
+        click(dlg, "pbnClose");
+    });
+    trigger(w, "actionListSend");
+
+    onModalNamed("UpdateDlg", [lang](QWidget *dlg) {
+        shoot(dlg, QStringLiteral("upgrade_") + lang);
+        click(dlg, "pushButton_2");
+    });
+    trigger(w, "actionUpgrade");
+
+    // The About box is a real message box: let it show for once.
+    Prompt::recordForTests(false);
+    onModal<QMessageBox>([lang](QMessageBox *box) {
+        shoot(box, QStringLiteral("about_") + lang);
+        box->accept();
+    });
+    trigger(w, "actionAbout");
+    Prompt::recordForTests(true);
+    settle(200);
+}
+
+void tour(MainWindow *w, const char *languageAction, const QString &lang, bool full)
+{
+    switchTo(w, languageAction);
+    trigger(w, "actionClearLog");
+    openDevice(w, lang, full);
+    fillTable(w);
+    shoot(w, QStringLiteral("main_") + lang);
+    if (full) {
+        shootMenus(w, lang);
+        shootFilterPopup(w, lang);
+        shootDialogs(w, lang);
+    }
+    closeDevice(w);
+}
+
+void run(MainWindow *w)
+{
+    // Tips and warnings are recorded, never left waiting for a click.
+    Prompt::recordForTests(true);
+    tour(w, "actionChinese", QStringLiteral("zh"), true);
+    tour(w, "actionTraditional", QStringLiteral("zht"), false);
+    tour(w, "actionEnglish", QStringLiteral("en"), true);
+    const auto boxes = Prompt::shown();
+    for (const auto &box : boxes)
+        std::fprintf(stderr, "ostrel_shots: unexpected message box: %s / %s\n", qPrintable(box.first),
+                     qPrintable(box.second));
+    std::printf("%d images\n", g_saved);
+    qApp->exit(boxes.isEmpty() ? 0 : 1);
+}
+
+bool copyFile(const QString &from, const QString &to)
+{
+    QFile::remove(to);
+    return QFile::copy(from, to);
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QApplication app(argc, argv);
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: ostrel_shots OUTDIR\n");
+        return 2;
+    }
+    g_out = QDir(QString::fromLocal8Bit(argv[1])).absolutePath();
+    QDir().mkpath(g_out);
+
+    // A first start: catalogues, company name and language choice as
+    // installed, no settings yet, and the calm screenshot bus.
+    QTemporaryDir folder;
+    QDir root(folder.path());
+    for (const char *sub : {"config", "language", "help/Chinese", "help/English", "firmware"})
+        root.mkpath(QLatin1String(sub));
+    const QString built = QCoreApplication::applicationDirPath();
+    for (const char *file : {"language/CN.qm", "language/CNF.qm", "language/EN.qm", "language/config.ini",
+                             "config/company.txt"}) {
+        if (!copyFile(built + QLatin1Char('/') + QLatin1String(file), root.filePath(QLatin1String(file))))
+            fail(QStringLiteral("missing %1 beside the executable").arg(QLatin1String(file)));
+    }
+    // The manuals as built, so the help menu lists them.
+    QDirIterator manuals(built + QStringLiteral("/help"), {QStringLiteral("*.pdf")}, QDir::Files,
+                         QDirIterator::Subdirectories);
+    while (manuals.hasNext()) {
+        const QString from = manuals.next();
+        copyFile(from, root.filePath(QStringLiteral("help/") + QDir(built + QStringLiteral("/help")).relativeFilePath(from)));
+    }
+    QFile nodes(root.filePath(QStringLiteral("config/simulator.ini")));
+    if (!nodes.open(QIODevice::WriteOnly) || nodes.write(kShotNodes) < 0)
+        fail(QStringLiteral("cannot write the node file"));
+    nodes.close();
+    AppPaths::setAppDirForTests(folder.path());
+
+    auto *w = new MainWindow;
+    w->resize(1280, 800);
+    w->move(0, 0);
+    w->show();
+    QTimer::singleShot(800, w, [w] { run(w); });
+    const int rc = app.exec();
+    delete w;
+    return rc;
+}
