@@ -1,10 +1,14 @@
 #include "FileDialogs.h"
 
+#include <QDesktopServices>
 #include <QFileDialog>
+#include <QUrl>
 
 namespace {
 QStringList g_answers;
 bool g_scripted = false;
+bool g_recordOpens = false;
+QStringList g_opened;
 }
 
 namespace FileDialogs {
@@ -31,5 +35,25 @@ void queueAnswersForTests(const QStringList &paths)
 bool hasQueuedAnswers()
 {
     return !g_answers.isEmpty();
+}
+
+void openWithDesktop(const QString &path)
+{
+    if (g_recordOpens) {
+        g_opened.append(path);
+        return;
+    }
+    QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+}
+
+void recordOpensForTests(bool on)
+{
+    g_recordOpens = on;
+    g_opened.clear();
+}
+
+QStringList openedForTests()
+{
+    return g_opened;
 }
 }

@@ -1,5 +1,6 @@
 #pragma once
-// The platform file dialogs behind one seam, so tests can supply the answer.
+// The platform file dialogs, and the desktop's default viewer for a file or
+// folder, behind one seam, so tests can supply the answer or see what was opened.
 #include <QString>
 #include <QStringList>
 
@@ -13,4 +14,10 @@ QString getOpenFileName(QWidget *parent, const QString &caption, const QString &
 // is a cancelled dialog) instead of opening.
 void queueAnswersForTests(const QStringList &paths);
 bool hasQueuedAnswers();
+
+// Opens a local file or folder with the desktop's default application.
+void openWithDesktop(const QString &path);
+// Tests only: record the paths instead of opening them.
+void recordOpensForTests(bool on);
+QStringList openedForTests();
 }

@@ -5,6 +5,7 @@
 #include "DeviceActions.h"
 #include "DeviceLayer.h"
 #include "DpiScaler.h"
+#include "FileDialogs.h"
 #include "Lang.h"
 #include "MyTableModel.h"
 #include "OpenDlg.h"
@@ -20,7 +21,6 @@
 
 #include <QActionGroup>
 #include <QApplication>
-#include <QDesktopServices>
 #include <QDateTime>
 #include <QDirIterator>
 #include <QFile>
@@ -31,7 +31,6 @@
 #include <QTextStream>
 #include <QTimer>
 #include <QTranslator>
-#include <QUrl>
 #include <QWindow>
 
 namespace {
@@ -133,7 +132,7 @@ MainWindow::MainWindow(QWidget *parent)
             [this] { Prompt::information(this, Lang::pick(QStringLiteral("关于Ostrel"), QStringLiteral("關於Ostrel"), QStringLiteral("About Ostrel")), aboutText()); });
     connect(ui->actionHelpFolder, &QAction::triggered, this, [] {
         const QString sub = languageCode() == 2 ? QStringLiteral("/help/English") : QStringLiteral("/help/Chinese");
-        QDesktopServices::openUrl(QUrl::fromLocalFile(AppPaths::appDir() + sub));
+        FileDialogs::openWithDesktop(AppPaths::appDir() + sub);
     });
     connect(ui->actionOpenDevice, &QAction::triggered, this, &MainWindow::openDeviceAction);
     connect(ui->actionUpgrade, &QAction::triggered, this, &MainWindow::upgradeAction);
@@ -349,7 +348,7 @@ void MainWindow::buildHelpMenu()
             continue;
         QAction *a = menu->addAction(info.fileName());
         const QString absolute = info.absoluteFilePath();
-        connect(a, &QAction::triggered, this, [absolute] { QDesktopServices::openUrl(QUrl::fromLocalFile(absolute)); });
+        connect(a, &QAction::triggered, this, [absolute] { FileDialogs::openWithDesktop(absolute); });
     }
 }
 
