@@ -3,7 +3,8 @@
 // so the build needs nothing beyond Qt. Run it with QT_QPA_PLATFORM=offscreen.
 //
 // Beyond GitHub Markdown it understands one line of its own: "[TOC]" becomes
-// the list of the manual's chapters (the "## " headings). Every chapter starts
+// the numbered list of the manual's chapters (the "## " headings, which get
+// the same numbers). Every chapter starts
 // on a new page; pictures are shown at their screen size, shrunk to the text
 // width when wider. A missing picture is an error: a manual must never ship
 // with holes in it.
@@ -63,9 +64,20 @@ QString expandContents(const QString &markdown)
     QString list;
     for (int i = 0; i < chapters.size(); ++i)
         list += QStringLiteral("%1. %2\n").arg(i + 1).arg(chapters.at(i));
+    // The chapters carry the numbers of the list.
     QString out;
-    for (const QString &line : lines)
-        out += (line.trimmed() == QLatin1String("[TOC]") ? list : line + QLatin1Char('\n'));
+    int chapter = 0;
+    inCode = false;
+    for (const QString &line : lines) {
+        if (line.startsWith(QLatin1String("```")))
+            inCode = !inCode;
+        if (line.trimmed() == QLatin1String("[TOC]"))
+            out += list;
+        else if (!inCode && line.startsWith(QLatin1String("## ")))
+            out += QStringLiteral("## %1. %2\n").arg(++chapter).arg(line.mid(3).trimmed());
+        else
+            out += line + QLatin1Char('\n');
+    }
     return out;
 }
 
