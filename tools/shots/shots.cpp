@@ -388,7 +388,6 @@ void shootFilterPopup(MainWindow *w, const QString &lang)
             box->setChecked(true);
     }
     settle(200);
-    save(sift->grab().toImage(), QStringLiteral("sift_") + lang);
     QImage image = w->grab().toImage();
     {
         QPainter p(&image);
