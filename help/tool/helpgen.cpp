@@ -25,6 +25,7 @@
 #include <QTextTable>
 
 #include <cstdio>
+#include <cstdlib>
 
 namespace {
 
@@ -35,7 +36,7 @@ constexpr int kPrintDpi = 300;
 // QTextDocument::print() keeps a 2 cm margin on every side of an A4 page.
 constexpr qreal kTextWidthMm = 210.0 - 2 * 20.0;
 
-void fail(const QString &what)
+[[noreturn]] void fail(const QString &what)
 {
     std::fprintf(stderr, "ostrel_helpgen: %s\n", qPrintable(what));
     std::exit(1);
