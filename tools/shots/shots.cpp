@@ -475,6 +475,22 @@ void shootDialogs(MainWindow *w, const QString &lang)
     settle(200);
 }
 
+// Parts of the main window for the chapters that explain them: the
+// statistics with the table controls, and the first send panel.
+void shootParts(MainWindow *w, const QString &lang)
+{
+    const QImage whole = w->grab().toImage();
+    QRect stats;
+    for (const char *name : {"statsGroup", "checkBox", "pauseCheck", "cleanListBtn", "pushButton_2"}) {
+        QWidget *part = child<QWidget>(w, name);
+        stats |= QRect(part->mapTo(w, QPoint(0, 0)), part->size());
+    }
+    save(whole.copy(stats.adjusted(-6, -2, 6, 6).intersected(whole.rect())), QStringLiteral("stats_") + lang);
+    QWidget *panel = child<QWidget>(w, "ch1SendGroup");
+    const QRect area(panel->mapTo(w, QPoint(0, 0)), panel->size());
+    save(whole.copy(area.adjusted(-6, -6, 6, 6).intersected(whole.rect())), QStringLiteral("sendpanel_") + lang);
+}
+
 void tour(MainWindow *w, const char *languageAction, const QString &lang, bool full)
 {
     switchTo(w, languageAction);
@@ -483,6 +499,7 @@ void tour(MainWindow *w, const char *languageAction, const QString &lang, bool f
     fillTable(w);
     shoot(w, QStringLiteral("main_") + lang);
     if (full) {
+        shootParts(w, lang);
         shootMenus(w, lang);
         shootFilterPopup(w, lang);
         shootDialogs(w, lang);
