@@ -198,8 +198,8 @@ int main(int argc, char *argv[])
 
     // The first heading is the document's title.
     QString title = QStringLiteral("Ostrel");
-    const QRegularExpressionMatch m = QRegularExpression(QStringLiteral("^# (.+)$"), QRegularExpression::MultilineOption)
-                                          .match(markdown);
+    const QRegularExpression firstHeading(QStringLiteral("^# (.+)$"), QRegularExpression::MultilineOption);
+    const QRegularExpressionMatch m = firstHeading.match(markdown);
     if (m.hasMatch())
         title = m.captured(1).trimmed();
 

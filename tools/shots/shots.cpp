@@ -553,11 +553,11 @@ int main(int argc, char *argv[])
             fail(QStringLiteral("missing %1 beside the executable").arg(QLatin1String(file)));
     }
     // The manuals as built, so the help menu lists them.
-    QDirIterator manuals(built + QStringLiteral("/help"), {QStringLiteral("*.pdf")}, QDir::Files,
-                         QDirIterator::Subdirectories);
+    const QDir help(built + QStringLiteral("/help"));
+    QDirIterator manuals(help.path(), {QStringLiteral("*.pdf")}, QDir::Files, QDirIterator::Subdirectories);
     while (manuals.hasNext()) {
         const QString from = manuals.next();
-        copyFile(from, root.filePath(QStringLiteral("help/") + QDir(built + QStringLiteral("/help")).relativeFilePath(from)));
+        copyFile(from, root.filePath(QStringLiteral("help/") + help.relativeFilePath(from)));
     }
     QFile nodes(root.filePath(QStringLiteral("config/simulator.ini")));
     if (!nodes.open(QIODevice::WriteOnly) || nodes.write(kShotNodes) < 0)
