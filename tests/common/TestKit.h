@@ -7,6 +7,7 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QCheckBox>
+#include <QPushButton>
 #include <QStyle>
 #include <QStyleOptionButton>
 #include <QTimer>

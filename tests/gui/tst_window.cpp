@@ -1,0 +1,711 @@
+// The main window offscreen on the simulated adapter (start-up language,
+// help menu, About box, refresh tick, send panels, list, filter and live
+// capture), and the side dialogs through their widgets.
+#include "DataDlg.h"
+#include "FileDialogs.h"
+#include "MainWindow.h"
+#include "MyTableModel.h"
+#include "RuntimeFolder.h"
+#include "SettingsStore.h"
+#include "SiftDialog.h"
+#include "SimControl.h"
+#include "SimulatedAdapter.h"
+#include "TestKit.h"
+#include "fileDlg.h"
+#include "listSendDlg.h"
+#include "recvThread.h"
+#include "savefileDlg.h"
+#include "sendThread.h"
+
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMenu>
+#include <QSpinBox>
+#include <QStandardItemModel>
+#include <QTableView>
+#include <QTableWidget>
+#include <QTextEdit>
+#ifdef Q_OS_LINUX
+#include <sys/inotify.h>
+#include <unistd.h>
+#endif
+
+namespace {
+ModelItem frame(uint ch, uint dir, const QString &id, const QString &data = "x| 01 ")
+{
+    ModelItem m;
+    m.channel = ch;
+    m.direction = dir;
+    m.timeStamp = dir ? "0x10" : "无";
+    m.channelText = QString::number(ch + 1);
+    m.dirText = dir ? "Rx" : "Tx";
+    m.idText = id;
+    m.formatText = "标准帧";
+    m.typeText = "数据帧";
+    m.dlcText = "1";
+    m.protocolText = "CAN";
+    m.dataText = data;
+    return m;
+}
+
+QStringList fileLines(const QString &path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()).split('\n', Qt::SkipEmptyParts) : QStringList();
+}
+
+void startWindow(std::unique_ptr<MainWindow> &window)
+{
+    installDriver(simulatedDriver());
+    SimControl::resetForTests();
+    SimControl::setNodesEnabled(false);
+    resetDeviceState();
+    resetFrameCounter();
+    takePendingFrames();
+    setLanguageCode(0);
+    Prompt::recordForTests(true);
+    Prompt::clearShown();
+    window = std::make_unique<MainWindow>();
+    window->show();
+}
+
+// Closes after writing seen on a file, counted with inotify (Linux only):
+// one store write must be one write, not several ending alike.
+int countWrites(const QString &file, const std::function<void()> &action)
+{
+#ifdef Q_OS_LINUX
+    const int fd = inotify_init1(IN_NONBLOCK);
+    inotify_add_watch(fd, QFile::encodeName(QFileInfo(file).absolutePath()).constData(), IN_OPEN | IN_CLOSE_WRITE);
+    action();
+    int n = 0;
+    alignas(inotify_event) char buf[4096];
+    for (ssize_t len; (len = read(fd, buf, sizeof buf)) > 0;)
+        for (char *p = buf; p < buf + len; p += sizeof(inotify_event) + reinterpret_cast<inotify_event *>(p)->len) {
+            auto *ev = reinterpret_cast<inotify_event *>(p);
+            n += (ev->mask & IN_CLOSE_WRITE) && ev->len && QFileInfo(file).fileName() == QString::fromLocal8Bit(ev->name);
+        }
+    close(fd);
+    return n;
+#else
+    action();
+    return 1;
+#endif
+}
+} // namespace
+
+class MainWindowTest : public QObject {
+    Q_OBJECT
+    std::unique_ptr<RuntimeFolder> m_folder;
+    std::unique_ptr<MainWindow> m_window;
+
+private slots:
+    void init() { m_folder = std::make_unique<RuntimeFolder>(); }
+    void cleanup()
+    {
+        m_window.reset();
+        m_folder.reset();
+    }
+
+    void startUpLanguage_data()
+    {
+        QTest::addColumn<QByteArray>("ini");
+        QTest::addColumn<QByteArray>("store");
+        QTest::addColumn<bool>("withoutEnglish");
+        QTest::addColumn<int>("code");
+        QTest::newRow("LAST/Sel 2") << QByteArray("[LAST]\nSel=2\n") << QByteArray() << false << 2;
+        QTest::newRow("LAST/Sel 5 out of range") << QByteArray("[LAST]\nSel=5\n") << QByteArray() << false << 0;
+        QTest::newRow("stored choice wins") << QByteArray("[LAST]\nSel=2\n") << QByteArray("Language,CNF.qm") << false << 1;
+        QTest::newRow("missing catalogue keeps the language") << QByteArray() << QByteArray() << true << 0;
+    }
+    void startUpLanguage()
+    {
+        QFETCH(QByteArray, ini);
+        QFETCH(QByteArray, store);
+        QFETCH(bool, withoutEnglish);
+        m_folder->write("language/config.ini", ini);
+        if (!store.isEmpty())
+            m_folder->write("config/setdb.txt", store);
+        if (withoutEnglish)
+            QFile::remove(m_folder->path("language/EN.qm"));
+        startWindow(m_window);
+        if (withoutEnglish)
+            child<QAction>(m_window.get(), "actionEnglish")->trigger();
+        QTEST(languageCode(), "code");
+        const QStringList expected = { "多条发送(&T)", "多條發送(&T)", "Multiple Transmiter(&T)" };
+        QCOMPARE(child<QMenu>(m_window.get(), "menuMultiSend")->title(), expected.at(languageCode()));
+        QVERIFY(Prompt::shown().isEmpty());
+    }
+
+    void helpMenuListsLowerCasePdfOnly()
+    {
+        for (const char *f : { "help/Chinese/a.PDF", "help/Chinese/b.pdf", "help/Chinese/more/c.pdf", "help/English/manual.pdf" }) {
+            QDir().mkpath(QFileInfo(m_folder->path(f)).path());
+            m_folder->write(f, "x");
+        }
+        startWindow(m_window);
+        auto pdfs = [this] {
+            QStringList names;
+            for (QAction *a : m_window->helpMenu()->actions())
+                if (a->text().endsWith("pdf", Qt::CaseInsensitive))
+                    names << a->text();
+            return names;
+        };
+        QCOMPARE(pdfs(), QStringList({ "b.pdf", "c.pdf" }));
+        child<QAction>(m_window.get(), "actionEnglish")->trigger();
+        QCOMPARE(pdfs(), QStringList({ "manual.pdf" }));
+    }
+
+    void aboutBox_data()
+    {
+        QTest::addColumn<QByteArray>("ini");
+        QTest::addColumn<bool>("company");
+        QTest::addColumn<QString>("pattern");
+        QTest::newRow("LAST2 absent: short") << QByteArray() << true << "^Ostrel-V1\\.17\\nCopyright © 2023 [^,]*$";
+        QTest::newRow("LAST2 1: long") << QByteArray("[LAST2]\nSel=1\n") << true
+                                       << "^Ostrel-V1\\.17\\(\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}\\)\\nCopyright © 2023 .*,奥斯特尔电子科技有限公司$";
+        QTest::newRow("missing company file") << QByteArray("[LAST2]\nSel=1\n") << false << "^Ostrel-V1\\.17\\(.*\\)\\n.*,公司名称缺失$";
+    }
+    void aboutBox()
+    {
+        QFETCH(QByteArray, ini);
+        QFETCH(bool, company);
+        QFETCH(QString, pattern);
+        m_folder->write("language/config.ini", ini);
+        if (!company)
+            QFile::remove(m_folder->path("config/company.txt"));
+        startWindow(m_window);
+        child<QAction>(m_window.get(), "actionAbout")->trigger();
+        QCOMPARE(Prompt::shown().size(), 1);
+        QCOMPARE(Prompt::shown().at(0).first, QString("关于Ostrel"));
+        QVERIFY2(QRegularExpression(pattern).match(Prompt::shown().at(0).second).hasMatch(), qPrintable(Prompt::shown().at(0).second));
+    }
+
+    void refreshIntervalHonoured()
+    {
+        m_folder->write("config/setdb.txt", "refreshInterval,250");
+        startWindow(m_window);
+        // Timers never fire early, so the gap between two takes is a safe lower bound.
+        QList<qint64> takes;
+        QElapsedTimer clock;
+        clock.start();
+        for (int round = 0; round < 3; ++round) {
+            appendPendingFrames({ frame(0, 1, "0x1") });
+            QTRY_VERIFY_WITH_TIMEOUT(pendingFrames.isEmpty(), 3000);
+            takes << clock.elapsed();
+        }
+        QVERIFY2(takes[2] - takes[1] >= 200, qPrintable(QString::number(takes[2] - takes[1])));
+        QCOMPARE(m_window->frameModel()->rowCount(), 3);
+    }
+};
+
+class PanelsTest : public QObject {
+    Q_OBJECT
+    std::unique_ptr<RuntimeFolder> m_folder;
+    std::unique_ptr<MainWindow> m_window;
+    MainWindow *w = nullptr;
+
+    template <typename T> T *find(const QString &name) { return child<T>(w, name); }
+    QString label(const char *name) { return find<QLabel>(name)->text(); }
+    MyTableModel *model() { return w->frameModel(); }
+    void openBothChannels()
+    {
+        QVERIFY(openDevice(41, 0, 0));
+        for (unsigned ch = 0; ch < 2; ++ch)
+            QVERIFY(setCanFdStandard(ch, 0) && setBaudRate(ch, 0, 0) && initChannel(ch, 0) && startChannel(ch));
+        w->channelsOpened(true, true);
+    }
+    // Ticks the live save box and answers its dialog with a typed path and mode.
+    void startCapture(const QString &path, int mode)
+    {
+        QTimer::singleShot(0, [path, mode] {
+            if (QWidget *dlg = QApplication::activeModalWidget()) {
+                child<QLineEdit>(dlg, "lineEdit")->setText(path);
+                child<QComboBox>(dlg, "comboBox")->setCurrentIndex(mode);
+                click(dlg, "pbOk");
+            }
+        });
+        setTicked(find<QCheckBox>("checkBox"), true);
+    }
+
+private slots:
+    void init()
+    {
+        m_folder = std::make_unique<RuntimeFolder>();
+        startWindow(m_window);
+        w = m_window.get();
+        // The posted language change and the late restore of the panels run first.
+        QTRY_COMPARE(find<QLineEdit>("ch1SendDataEdit")->text(), QString("00 11 22 33 44 55 66 77"));
+        QTest::qWait(100); // a language change resets the titles, and with them any filter mark
+    }
+    void cleanup()
+    {
+        m_window.reset();
+        m_folder.reset();
+    }
+
+    void identifierRange_data()
+    {
+        QTest::addColumn<int>("language");
+        QTest::addColumn<QString>("channel");
+        QTest::addColumn<int>("format");
+        QTest::addColumn<QString>("id");
+        QTest::addColumn<QString>("refusal"); // empty: sent
+        QTest::newRow("std 7FF") << 0 << "ch1" << 0 << "7FF" << "";
+        QTest::newRow("std 800") << 0 << "ch1" << 0 << "800" << "警告|发送失败，标准帧ID范围为0~0x7FF！";
+        QTest::newRow("ext 1FFFFFFF") << 0 << "ch2" << 1 << "1FFFFFFF" << "";
+        QTest::newRow("ext 20000000") << 0 << "ch1" << 1 << "20000000" << "警告|发送失败，扩展帧ID范围为0~0x1FFFFFFF！";
+        QTest::newRow("zht ch2 ext") << 1 << "ch2" << 1 << "20000000" << "警告|发送失败，擴展幀ID範圍為0~0x1FFFFFFF！";
+        QTest::newRow("en ext") << 2 << "ch2" << 1 << "20000000" << "warning|Sending failed, expanding frame ID range from 0 to 0x1FFFFFFFF!";
+        QTest::newRow("en closed channel") << 2 << "ch2" << 0 << "1" << "warning|Channel 2 is not open!";
+    }
+    void identifierRange()
+    {
+        QFETCH(int, language);
+        QFETCH(QString, channel);
+        QFETCH(int, format);
+        QFETCH(QString, id);
+        QFETCH(QString, refusal);
+        if (!refusal.endsWith("not open!"))
+            openBothChannels();
+        setLanguageCode(language);
+        find<QComboBox>(channel + "FrameTypeCombo")->setCurrentIndex(format);
+        find<QLineEdit>(channel + "SendIDEdit")->setText(id);
+        find<QPushButton>(channel + "SendBtn")->setEnabled(true);
+        click(w, channel + "SendBtn");
+        QCOMPARE(shownBox(), refusal);
+        if (refusal.isEmpty())
+            QTRY_COMPARE_WITH_TIMEOUT(model()->rowCount(), 2, 3000);
+        else
+            QVERIFY(!w->sender(channel == "ch2")->isRunning() && find<QPushButton>(channel + "SendBtn")->isEnabled());
+        if (refusal.endsWith("not open!"))
+            QVERIFY(find<QTextEdit>("logEdit")->toPlainText().endsWith("Channel 2 is not open!"));
+    }
+
+    void protocolLengthAndData()
+    {
+        auto *protocol = find<QComboBox>("ch1ProtocolCombo");
+        auto *len = find<QComboBox>("ch1sendLenCombo");
+        auto *items = qobject_cast<QStandardItemModel *>(len->model());
+        auto enabled = [items](int row) { return items->item(row)->isEnabled(); };
+        protocol->setCurrentIndex(1);
+        QVERIFY(enabled(15));
+        len->setCurrentIndex(15);
+        QCOMPARE(len->currentText(), QString("64"));
+        protocol->setCurrentIndex(0); // classic: back to 8, the longer lengths greyed
+        QCOMPARE(len->currentText(), QString("8"));
+        QVERIFY(enabled(8) && !enabled(9) && !enabled(15));
+        // A remote frame is CAN only, and the protocol stays locked until a data frame is chosen.
+        protocol->setCurrentIndex(2);
+        find<QComboBox>("ch1FrameDataCombo")->setCurrentIndex(1);
+        QVERIFY(protocol->currentIndex() == 0 && !protocol->isEnabled());
+        find<QComboBox>("ch1FrameDataCombo")->setCurrentIndex(0);
+        QVERIFY(protocol->isEnabled());
+        // Data is normalised to byte pairs and cut to the length; only hex digits and blanks go in.
+        auto *data = find<QLineEdit>("ch1SendDataEdit");
+        data->setText("123 4567 8");
+        len->setCurrentIndex(5);
+        QCOMPARE(data->text(), QString("01 23 45 67 08"));
+        len->setCurrentIndex(2);
+        QCOMPARE(data->text(), QString("01 23 "));
+        data->clear();
+        QTest::keyClicks(data, "1g2");
+        QCOMPARE(data->text(), QString("12"));
+    }
+
+    void keepSendingUntilStopped()
+    {
+        openBothChannels();
+        find<QLineEdit>("ch1SendCountEdit")->setText("-1");
+        find<QLineEdit>("ch1SendInvEdit")->setText("5");
+        click(w, "ch1SendBtn");
+        QVERIFY(find<QPushButton>("ch1StopSendBtn")->isEnabled() && !find<QLineEdit>("ch1SendIDEdit")->isEnabled());
+        QTRY_VERIFY_WITH_TIMEOUT(label("labelCh1TxCount").toInt() >= 20, 5000);
+        click(w, "ch1StopSendBtn");
+        QTRY_VERIFY_WITH_TIMEOUT(find<QPushButton>("ch1SendBtn")->isEnabled(), 3000);
+        QVERIFY(find<QLineEdit>("ch1SendIDEdit")->isEnabled());
+        QVERIFY(find<QTextEdit>("logEdit")->toPlainText().contains("通道1数据中止发送！"));
+    }
+
+    void listLimitKeepsNewestRows()
+    {
+        m_window.reset();
+        m_folder->write("config/setdb.txt", "listCount,10");
+        startWindow(m_window);
+        w = m_window.get();
+        QList<ModelItem> batch;
+        for (int i = 0; i < 25; ++i)
+            batch << frame(0, 1, QString("0x%1").arg(i, 3, 16, QChar('0')));
+        appendPendingFrames(batch);
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("25"));
+        QCOMPARE(model()->rowCount(), 10);
+        QCOMPARE(model()->cellText(0, 0) + ' ' + model()->cellText(9, 0), QString("16 25"));
+        appendPendingFrames({ frame(1, 0, "0x7FF") });
+        QTRY_COMPARE(label("labelCh2TxCount"), QString("1"));
+        QCOMPARE(model()->rowCount(), 10);
+        QCOMPARE(model()->cellText(9, 5), QString("0x7FF"));
+    }
+
+    void pauseMergeAndClear()
+    {
+        find<QCheckBox>("pauseCheck")->setChecked(true);
+        appendPendingFrames({ frame(0, 1, "0x100"), frame(0, 1, "0x101") });
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("2")); // counted while paused, not shown
+        QCOMPARE(model()->rowCount(), 0);
+        find<QCheckBox>("pauseCheck")->setChecked(false);
+        child<QAction>(w, "actionMerge")->trigger();
+        QCOMPARE(SettingsStore::value("merge"), QString("1"));
+        appendPendingFrames({ frame(0, 1, "0x100", "x| 01 "), frame(0, 1, "0x100", "x| 02 "), frame(0, 0, "0x100"), frame(1, 1, "0x100") });
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("4"));
+        QCOMPARE(model()->rowCount(), 3);
+        QCOMPARE(model()->cellText(0, 10), QString("x| 02 "));
+        QCOMPARE(model()->cellText(0, 0), QString("2")); // merge on cleared the list and its numbering
+        click(w, "cleanListBtn");
+        QCOMPARE(model()->rowCount(), 0);
+        appendPendingFrames({ frame(0, 1, "0x200") });
+        QTRY_COMPARE(model()->rowCount(), 1);
+        QCOMPARE(model()->cellText(0, 0), QString("1"));
+        click(w, "pushButton");
+        QCOMPARE(label("labelCh1RxCount"), QString("0"));
+    }
+
+    void siftSearch_data()
+    {
+        QTest::addColumn<bool>("caseSensitive");
+        QTest::addColumn<bool>("whole");
+        QTest::addColumn<QStringList>("listed");
+        QTest::newRow("neither") << false << false << QStringList { "xAbx", "ab", "AB" };
+        QTest::newRow("whole only") << false << true << QStringList { "ab", "AB" };
+        QTest::newRow("case only") << true << false << QStringList { "ab" };
+        QTest::newRow("both") << true << true << QStringList { "ab" };
+    }
+    void siftSearch()
+    {
+        QFETCH(bool, caseSensitive);
+        QFETCH(bool, whole);
+        SiftDialog *sift = w->siftDialog();
+        sift->fill({ "xAbx", "ab", "AB", "zz" }, 5);
+        child<QCheckBox>(sift, "caseCheck")->setChecked(caseSensitive);
+        child<QCheckBox>(sift, "wholeCheck")->setChecked(whole);
+        QTest::keyClicks(child<QLineEdit>(sift, "searchEdit"), "ab");
+        QStringList shown;
+        for (QCheckBox *box : sift->valueBoxes())
+            shown << box->text();
+        QTEST(shown, "listed");
+        QVERIFY2(child<QListWidget>(sift, "listWidget")->item(0)->isHidden(), "the all row hides while searching");
+    }
+
+    void siftFiltersTheTable()
+    {
+        appendPendingFrames({ frame(0, 1, "0x100"), frame(0, 1, "0x101"), frame(0, 1, "0x100"), frame(0, 1, "0x102") });
+        QTRY_COMPARE(model()->rowCount(), 4);
+        QCOMPARE(w->distinctValues(5), QStringList({ "0x100", "0x101", "0x102" }));
+        w->openSiftFor(5, QPoint(10, 10));
+        SiftDialog *sift = w->siftDialog();
+        QVERIFY(sift->isVisible());
+        QCOMPARE(sift->allBox()->text(), QString("全部"));
+        sift->allBox()->setChecked(true);
+        QCOMPARE(sift->selection().size(), 3);
+        sift->valueBoxes().at(1)->setChecked(false); // untick 0x101
+        QVERIFY(!sift->allBox()->isChecked() && sift->valueBoxes().at(0)->isChecked() && sift->valueBoxes().at(2)->isChecked());
+        click(sift, "btnConfirm");
+        QCOMPARE(model()->header().at(5), QString("ID*"));
+        auto *view = find<QTableView>("tableView");
+        QVERIFY(view->isRowHidden(1) && !view->isRowHidden(2));
+        appendPendingFrames({ frame(0, 1, "0x101"), frame(0, 1, "0x102") });
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("6"));
+        QCOMPARE(model()->rowCount(), 5); // the 0x101 frame is counted, not shown
+        click(w, "pushButton_2");
+        QVERIFY(model()->header().at(5) == "ID" && !view->isRowHidden(1));
+    }
+
+    void liveCapture_data()
+    {
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<QStringList>("filter");
+        QTest::newRow("all rows") << 0 << QStringList();
+        QTest::newRow("all rows, filter on") << 0 << QStringList { "0x100", "0x102" };
+        QTest::newRow("filtered rows") << 1 << QStringList { "0x100", "0x102" };
+    }
+    void liveCapture()
+    {
+        QFETCH(int, mode);
+        QFETCH(QStringList, filter);
+        if (!filter.isEmpty())
+            model()->setFilter(5, filter);
+        const QString path = m_folder->path("capture.csv");
+        startCapture(path, mode);
+        QVERIFY(find<QCheckBox>("checkBox")->isChecked());
+        appendPendingFrames({ frame(0, 1, "0x100"), frame(1, 0, "0x101", "x| ") });
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("1"));
+        find<QCheckBox>("pauseCheck")->setChecked(true);
+        appendPendingFrames({ frame(0, 1, "0x102") });
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("2"));
+        setTicked(find<QCheckBox>("checkBox"), false); // capture off: file closed
+        const QStringList lines = fileLines(path);
+        const bool filtered = !filter.isEmpty();
+        QCOMPARE(lines.value(0), QString(filtered ? "序号,系统时间,时间标识,通道,收/发,ID*,Frame,类型,DLC,CAN-FD,数据" : "序号,系统时间,时间标识,通道,收/发,ID,Frame,类型,DLC,CAN-FD,数据"));
+        QCOMPARE(lines.size(), mode ? 3 : 4);
+        for (int r = 0; r < model()->rowCount(); ++r) { // line by line what the table shows
+            QStringList cells;
+            for (int c = 0; c < 11; ++c)
+                cells << (c == 1 ? "=\"" + model()->cellText(r, c) + '"' : model()->cellText(r, c));
+            QCOMPARE(lines.at(r + 1), cells.join(','));
+        }
+        QVERIFY2(lines.last().endsWith(",0x102,标准帧,数据帧,1,CAN,x| 01 "), "a paused display keeps capturing");
+    }
+
+    void cancelledCaptureUnticks()
+    {
+        QTimer::singleShot(0, [] {
+            if (QWidget *dlg = QApplication::activeModalWidget())
+                click(dlg, "pbCancel");
+        });
+        setTicked(find<QCheckBox>("checkBox"), true);
+        QVERIFY(!find<QCheckBox>("checkBox")->isChecked());
+    }
+
+    void identifierGapWarnsOnce_data()
+    {
+        QTest::addColumn<int>("language");
+        QTest::addColumn<QString>("box");
+        QTest::newRow("zh") << 0 << "提示|ID 不连续:上一帧ID:7fe,当前ID:1a";
+        QTest::newRow("zht") << 1 << "提示|ID 不連續:上一幀ID:7fe,當前ID:1a";
+        QTest::newRow("en") << 2 << "warning|ID error:last ID:7fe,current ID:1a";
+    }
+    void identifierGapWarnsOnce()
+    {
+        QFETCH(int, language);
+        setLanguageCode(language);
+        auto *check = child<QAction>(w, "actionRecvIDAdd");
+        check->trigger();
+        QCOMPARE(SettingsStore::value("recvIDAdd"), QString("1"));
+        emit w->receiver(1)->errorID(0x7FE, 0x1A);
+        QTEST(shownBox(), "box");
+        QVERIFY(!check->isChecked());
+        QCOMPARE(SettingsStore::value("recvIDAdd"), QString("0"));
+    }
+};
+
+class SideDialogsTest : public QObject {
+    Q_OBJECT
+    std::unique_ptr<QTemporaryDir> m_dir;
+    QString storePath() const { return m_dir->filePath("config/setdb.txt"); }
+    static QString rowText(QTableWidget *table, int row)
+    {
+        QStringList cells;
+        for (int c = 0; c < table->columnCount(); ++c)
+            cells << table->item(row, c)->text();
+        return cells.join('|');
+    }
+
+private slots:
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        QDir(m_dir->path()).mkpath("config");
+        SettingsStore::load(storePath());
+        FileDialogs::queueAnswersForTests({});
+    }
+    void cleanup() { switchLanguage(0); }
+
+    void dataEditor_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("action"); // "edit <column> <text>" or "click <column>..."
+        QTest::addColumn<QString>("row"); // row 1 afterwards; for no edit, all rows joined by " / "
+        QTest::newRow("fill: no leading zeros, bit 7 first") << QByteArray("\x00\x07\xab", 3) << ""
+                                                              << "0|0|0|0|0|0|0|0|0|0 / 7|7|0|0|0|0|0|1|1|1 / AB|171|1|0|1|0|1|0|1|1";
+        QTest::newRow("zero rows") << QByteArray() << "" << "";
+        QTest::newRow("hex 1FF keeps the low byte") << QByteArray("\x11\x22", 2) << "edit 0 1FF" << "FF|255|1|1|1|1|1|1|1|1";
+        QTest::newRow("decimal 300 wraps to 44") << QByteArray("\x11\x22", 2) << "edit 1 300" << "2C|44|0|0|1|0|1|1|0|0";
+        QTest::newRow("hex not a number") << QByteArray("\x11\x22", 2) << "edit 0 zz" << "0|0|0|0|0|0|0|0|0|0";
+        QTest::newRow("column 2 is bit 7") << QByteArray("\x00\x00", 2) << "click 2" << "80|128|1|0|0|0|0|0|0|0";
+        QTest::newRow("column 9 is bit 0, two clicks restore") << QByteArray("\x00\xff", 2) << "click 9 5 5" << "FE|254|1|1|1|1|1|1|1|0";
+        QTest::newRow("data columns do not flip") << QByteArray("\x00\x3c", 2) << "click 0 1" << "3C|60|0|0|1|1|1|1|0|0";
+    }
+    void dataEditor()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, action);
+        QFETCH(QString, row);
+        DataDlg dlg(reinterpret_cast<const uint8_t *>(bytes.constData()), bytes.size());
+        dlg.show();
+        QVERIFY(QTest::qWaitForWindowActive(&dlg));
+        auto *table = child<QTableWidget>(&dlg, "tableWidget");
+        QCOMPARE(child<QLabel>(&dlg, "labelLength")->text(), QString::number(bytes.size()));
+        QSignalSpy changes(table, &QTableWidget::itemChanged);
+        const QStringList a = action.split(' ');
+        if (a[0] == "edit") {
+            table->setFocus();
+            table->setCurrentCell(1, a[1].toInt());
+            QTest::keyClick(table, Qt::Key_F2);
+            auto *editor = qobject_cast<QLineEdit *>(QApplication::focusWidget());
+            QVERIFY(editor);
+            editor->selectAll();
+            QTest::keyClicks(editor, a[2]);
+            QTest::keyClick(editor, Qt::Key_Return);
+            QTRY_COMPARE_WITH_TIMEOUT(rowText(table, 1), row, 2000);
+            QCOMPARE(changes.count(), 1); // only the user's own edit, not the refill of the row
+        } else if (a[0] == "click") {
+            for (const QString &column : a.mid(1))
+                QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, table->visualItemRect(table->item(1, column.toInt())).center());
+            QCOMPARE(rowText(table, 1), row);
+        } else {
+            QStringList rows;
+            for (int r = 0; r < table->rowCount(); ++r)
+                rows << rowText(table, r);
+            QCOMPARE(rows.join(" / "), row);
+        }
+        QCOMPARE(dlg.result().size(), bytes.size());
+        if (bytes.size() > 1) {
+            QCOMPARE(dlg.result().at(0), bytes.at(0));
+            QCOMPARE(uint8_t(dlg.result().at(1)), uint8_t(rowText(table, 1).section('|', 1, 1).toUInt()));
+        }
+    }
+
+    void fileSendDialog_data()
+    {
+        QTest::addColumn<QByteArray>("stored");
+        QTest::addColumn<QString>("restored"); // path|channel text|count|mode|interval
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<int>("interval"); // sent
+        QTest::newRow("fresh, fixed interval on ch2") << QByteArray() << "|ch1|1|0|0" << 0 << 250;
+        QTest::newRow("stored file timing sends -1") << QByteArray("sendFile,/data/run.csv;sendFileCH,2;sendFileCnt,5;sendFileJG,1;sendFileJGT,40")
+                                                     << "/data/run.csv|随文件|5|1|40" << 1 << -1;
+    }
+    void fileSendDialog()
+    {
+        QFETCH(QByteArray, stored);
+        QFETCH(int, mode);
+        QFETCH(int, interval);
+        if (!stored.isEmpty()) {
+            QFile f(storePath());
+            QVERIFY(f.open(QIODevice::WriteOnly) && f.write(stored) == stored.size());
+            f.close();
+            SettingsStore::load(storePath());
+        }
+        fileDlg dlg;
+        dlg.show();
+        auto *path = child<QLineEdit>(&dlg, "lineEdit");
+        auto *spacing = child<QSpinBox>(&dlg, "spinBox_2");
+        QTEST(QStringList({ path->text(), child<QComboBox>(&dlg, "comboBox")->currentText(), QString::number(child<QSpinBox>(&dlg, "spinBox")->value()),
+                  QString::number(child<QComboBox>(&dlg, "comboBox_2")->currentIndex()), QString::number(spacing->value()) })
+                  .join('|'),
+            "restored");
+        QCOMPARE(spacing->isEnabled(), mode == 0);
+        // Browse: a choice fills the field, a cancelled one empties it.
+        FileDialogs::queueAnswersForTests({ m_dir->filePath("frames.csv") });
+        click(&dlg, "pbfile");
+        QCOMPARE(path->text(), m_dir->filePath("frames.csv"));
+        child<QComboBox>(&dlg, "comboBox")->setCurrentIndex(1);
+        child<QSpinBox>(&dlg, "spinBox")->setValue(3);
+        spacing->setValue(250);
+        QSignalSpy sent(&dlg, &fileDlg::send);
+        QCOMPARE(countWrites(storePath(), [&] { click(&dlg, "pbSend"); }), 1);
+        QCOMPARE(sent.value(0), QVariantList({ m_dir->filePath("frames.csv"), 3, interval, 1 }));
+        QCOMPARE(fileLines(storePath()).value(0),
+            QString("sendFile,%1;sendFileCH,1;sendFileCnt,3;sendFileJG,%2;sendFileJGT,250").arg(m_dir->filePath("frames.csv")).arg(mode));
+        for (const char *name : { "lineEdit", "pbfile", "comboBox", "spinBox", "comboBox_2", "spinBox_2", "pbSend" })
+            QVERIFY2(!child<QWidget>(&dlg, name)->isEnabled(), name);
+        QVERIFY(child<QPushButton>(&dlg, "pbStop")->isEnabled());
+        dlg.setIdle();
+        QVERIFY(child<QPushButton>(&dlg, "pbSend")->isEnabled() && !child<QPushButton>(&dlg, "pbStop")->isEnabled());
+        QCOMPARE(spacing->isEnabled(), mode == 0);
+        FileDialogs::queueAnswersForTests({ QString() });
+        click(&dlg, "pbfile");
+        QCOMPARE(path->text(), QString());
+    }
+
+    void captureDialog_data()
+    {
+        QTest::addColumn<QStringList>("answers"); // browse answers, relative to the folder; "" cancels
+        QTest::addColumn<bool>("ok");
+        QTest::addColumn<bool>("hint");
+        QTest::addColumn<QString>("field");
+        QTest::newRow("new file") << QStringList { "new.csv" } << true << false << "new.csv";
+        QTest::newRow("existing file truncated") << QStringList { "old.csv" } << true << false << "old.csv";
+        QTest::newRow("unwritable folder") << QStringList { "missing/x.csv" } << false << true << "missing/x.csv";
+        QTest::newRow("good path after a bad one") << QStringList { "missing/x.csv", "new.csv" } << true << false << "new.csv";
+        QTest::newRow("cancelled browse changes nothing") << QStringList { "" } << true << false << "typed.csv";
+        QTest::newRow("cancel after browse") << QStringList { "new.csv" } << false << false << "new.csv";
+    }
+    void captureDialog()
+    {
+        QFETCH(QStringList, answers);
+        QFETCH(bool, ok);
+        QFETCH(bool, hint);
+        QFETCH(QString, field);
+        QFile old(m_dir->filePath("old.csv"));
+        QVERIFY(old.open(QIODevice::WriteOnly) && old.write("1,=\"10:00:00.000\",rows from last time\n") > 0);
+        old.close();
+        savefileDlg dlg;
+        dlg.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&dlg));
+        child<QLineEdit>(&dlg, "lineEdit")->setText(m_dir->filePath("typed.csv"));
+        for (const QString &a : answers) {
+            FileDialogs::queueAnswersForTests({ a.isEmpty() ? QString() : m_dir->filePath(a) });
+            click(&dlg, "pbBrowse");
+        }
+        QCOMPARE(child<QLineEdit>(&dlg, "lineEdit")->text(), m_dir->filePath(field));
+        QCOMPARE(child<QLabel>(&dlg, "labelHint")->isVisible(), hint);
+        const QFileInfo target(m_dir->filePath(field)); // a chosen file is created empty at once; a typed one is not touched
+        QCOMPARE(target.exists() ? target.size() : -1, field == "typed.csv" || hint ? -1 : 0);
+        child<QComboBox>(&dlg, "comboBox")->setCurrentIndex(1);
+        click(&dlg, ok ? "pbOk" : "pbCancel");
+        QVERIFY(!dlg.isVisible());
+        QCOMPARE(dlg.path(), ok ? m_dir->filePath(field) : QString());
+        QCOMPARE(dlg.mode(), ok ? 1 : 0);
+    }
+
+    void languages_data()
+    {
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("texts");
+        QTest::newRow("Simplified") << 0 << "保存文件|筛选后数据|提示：文件创建失败，请选择其他路径。|发送文件|随文件|固定间隔(ms)|数据编辑|长度(字节)：|列表发送|停止发送";
+        QTest::newRow("Traditional") << 1 << "保存文件|篩選後數據|提示：文件創建失敗，請選擇其他路徑。|發送文件|隨文件|固定間隔(ms)|數據編輯|長度(字節)：|列表發送|停止發送";
+        QTest::newRow("English") << 2 << "Save File|Filtered Data|Tip: the file could not be created, please choose another path.|Send File|From File|"
+                                         "Fixed Interval(ms)|Data Edit|Length(Bytes):|List Send|Stop Sending";
+    }
+    void languages()
+    {
+        QFETCH(int, code);
+        // Built before the switch, so the texts must follow the language change.
+        savefileDlg save;
+        fileDlg send;
+        const uint8_t bytes[] = { 0x12, 0x34, 0x56, 0x78, 0x9A, 0xBC, 0xDE, 0xF0 };
+        DataDlg data(bytes, 8);
+        listSendDlg list;
+        child<QLabel>(&save, "labelHint")->show();
+        switchLanguage(code);
+        QTEST(QStringList({ save.windowTitle(), child<QComboBox>(&save, "comboBox")->itemText(1), child<QLabel>(&save, "labelHint")->text(),
+                  send.windowTitle(), child<QComboBox>(&send, "comboBox_2")->itemText(1), child<QComboBox>(&send, "comboBox_2")->itemText(0),
+                  data.windowTitle(), child<QLabel>(&data, "label")->text(), list.windowTitle(), child<QPushButton>(&list, "pbnStop")->text() })
+                  .join('|'),
+            "texts");
+        for (QWidget *dlg : std::initializer_list<QWidget *> { &save, &send, &data, &list }) {
+            dlg->show();
+            QVERIFY(QTest::qWaitForWindowExposed(dlg));
+            for (QWidget *w : dlg->findChildren<QWidget *>()) { // no text cut off in this language
+                const QFontMetrics fm = w->fontMetrics();
+                if (!w->isVisible())
+                    continue;
+                if (auto *label = qobject_cast<QLabel *>(w))
+                    QVERIFY2(label->wordWrap() ? label->heightForWidth(label->width()) <= label->height()
+                                               : fm.horizontalAdvance(label->text()) <= label->contentsRect().width(),
+                        qPrintable(label->text()));
+                else if (auto *button = qobject_cast<QPushButton *>(w))
+                    QVERIFY2(fm.horizontalAdvance(button->text()) + 8 <= button->width(), qPrintable(button->text()));
+                else if (auto *combo = qobject_cast<QComboBox *>(w))
+                    for (int i = 0; i < combo->count(); ++i)
+                        QVERIFY2(fm.horizontalAdvance(combo->itemText(i)) + 24 <= combo->width(), qPrintable(combo->itemText(i)));
+            }
+        }
+        click(&list, "pbnClose");
+        QVERIFY(!list.isVisible());
+    }
+};
+
+OSTREL_TEST_MAIN(QApplication, new MainWindowTest, new PanelsTest, new SideDialogsTest)
+#include "tst_window.moc"
