@@ -86,23 +86,24 @@ namespace {
     const char *KX_CALL getValue(const char *) { return ""; }
     PropertyInterface g_property = { setValue, getValue };
 
-    uint32_t KX_CALL openDevice(uint32_t t, uint32_t i, uint32_t r) { return record(makeCall("OpenDevice", { t, i, r }), 1); }
-    uint32_t KX_CALL closeDevice(uint32_t d) { return record(makeCall("CloseDevice", { d }), 1); }
+    Call named(const char *name, std::initializer_list<quint64> args) { return makeCall(name, args); }
+
+    uint32_t KX_CALL openDevice(uint32_t t, uint32_t i, uint32_t r) { return record(named("OpenDevice", { t, i, r }), 1); }
+    uint32_t KX_CALL closeDevice(uint32_t d) { return record(named("CloseDevice", { d }), 1); }
     uint32_t KX_CALL getDeviceInfo(uint32_t d, DeviceInfoRecord *info)
     {
-        const uint32_t result = record(makeCall("GetDeviceInfo", { d }), 1);
+        const uint32_t result = record(named("GetDeviceInfo", { d }), 1);
         QMutexLocker lock(&state().lock);
-        if (info)
-            *info = state().info;
+        *info = state().info;
         return result;
     }
-    uint32_t KX_CALL getDeviceStatus(uint32_t d) { return record(makeCall("GetDeviceStatus", { d }), 2); }
-    uint32_t KX_CALL initChannel(uint32_t d, uint32_t ch, ChannelInitRecord *init)
+    uint32_t KX_CALL getDeviceStatus(uint32_t d) { return record(named("GetDeviceStatus", { d }), 2); }
+    uint32_t KX_CALL initChannel(uint32_t d, uint32_t ch, ChannelInitRecord *r)
     {
-        return record(makeCall("InitChannel", { d, ch }, init, sizeof *init), channelHandle(ch));
+        return record(makeCall("InitChannel", { d, ch }, r, sizeof *r), channelHandle(ch));
     }
-    uint32_t KX_CALL startChannel(uint32_t h) { return record(makeCall("StartChannel", { h }), 1); }
-    uint32_t KX_CALL resetChannel(uint32_t h) { return record(makeCall("ResetChannel", { h }), 1); }
+    uint32_t KX_CALL startChannel(uint32_t h) { return record(named("StartChannel", { h }), 1); }
+    uint32_t KX_CALL resetChannel(uint32_t h) { return record(named("ResetChannel", { h }), 1); }
     uint32_t KX_CALL transmitCan(uint32_t h, CanTransmitRecord *r, uint32_t n)
     {
         return record(makeCall("TransmitCan", { h, n }, r, n * sizeof *r), 1);
@@ -111,31 +112,22 @@ namespace {
     {
         return record(makeCall("TransmitCanFd", { h, n }, r, n * sizeof *r), 1);
     }
-    uint32_t KX_CALL receiveCan(uint32_t h, CanReceiveRecord *buffer, uint32_t capacity, int32_t waitMs)
+    uint32_t KX_CALL receiveCan(uint32_t h, CanReceiveRecord *buffer, uint32_t capacity, int32_t wait)
     {
-        record(makeCall("ReceiveCan", { h, capacity, quint64(qint64(waitMs)) }), 0);
+        record(named("ReceiveCan", { h, capacity, quint64(qint64(wait)) }), 0);
         return takeRead(h, state().canReads, buffer, capacity);
     }
-    uint32_t KX_CALL receiveCanFd(uint32_t h, CanFdReceiveRecord *buffer, uint32_t capacity, int32_t waitMs)
+    uint32_t KX_CALL receiveCanFd(uint32_t h, CanFdReceiveRecord *buffer, uint32_t capacity, int32_t wait)
     {
-        record(makeCall("ReceiveCanFd", { h, capacity, quint64(qint64(waitMs)) }), 0);
+        record(named("ReceiveCanFd", { h, capacity, quint64(qint64(wait)) }), 0);
         return takeRead(h, state().fdReads, buffer, capacity);
     }
-    PropertyInterface *KX_CALL getPropertyInterface(uint32_t d)
-    {
-        return record(makeCall("GetPropertyInterface", { d }), 1) ? &g_property : nullptr;
-    }
-    uint32_t KX_CALL updateDevice(uint32_t d) { return record(makeCall("UpdateDevice", { d }), 1); }
-    uint32_t KX_CALL setArbitrationBaud(uint32_t d, uint32_t ch, uint32_t v)
-    {
-        return record(makeCall("SetArbitrationBaud", { d, ch, v }), 1);
-    }
-    uint32_t KX_CALL setDataBaud(uint32_t d, uint32_t ch, uint32_t v) { return record(makeCall("SetDataBaud", { d, ch, v }), 1); }
-    uint32_t KX_CALL setCanFdStandard(uint32_t d, uint32_t ch, uint32_t v)
-    {
-        return record(makeCall("SetCanFdStandard", { d, ch, v }), 1);
-    }
-    uint32_t KX_CALL resetDriver() { return record(makeCall("ResetDriver", {}), 0); }
+    PropertyInterface *KX_CALL getPropertyInterface(uint32_t d) { return record(named("GetPropertyInterface", { d }), 1) ? &g_property : nullptr; }
+    uint32_t KX_CALL updateDevice(uint32_t d) { return record(named("UpdateDevice", { d }), 1); }
+    uint32_t KX_CALL setArbitrationBaud(uint32_t d, uint32_t c, uint32_t v) { return record(named("SetArbitrationBaud", { d, c, v }), 1); }
+    uint32_t KX_CALL setDataBaud(uint32_t d, uint32_t c, uint32_t v) { return record(named("SetDataBaud", { d, c, v }), 1); }
+    uint32_t KX_CALL setCanFdStandard(uint32_t d, uint32_t c, uint32_t v) { return record(named("SetCanFdStandard", { d, c, v }), 1); }
+    uint32_t KX_CALL resetDriver() { return record(named("ResetDriver", {}), 0); }
 
     const KestrixDriver g_table = { openDevice, closeDevice, getDeviceInfo, getDeviceStatus, initChannel, startChannel,
         resetChannel, transmitCan, receiveCan, transmitCanFd, receiveCanFd, getPropertyInterface, updateDevice,
@@ -180,12 +172,6 @@ QList<Call> calls(const QString &name)
 
 int callCount(const QString &name) { return calls(name).size(); }
 
-void clearCalls()
-{
-    QMutexLocker lock(&state().lock);
-    state().calls.clear();
-}
-
 QStringList log()
 {
     QStringList out;
@@ -202,23 +188,17 @@ QStringList log()
     return out;
 }
 
-void setResult(const QString &name, uint32_t value)
+// Runs `change` on the state under its lock.
+template <typename F> void locked(F change)
 {
     QMutexLocker lock(&state().lock);
-    state().results.insert(name, value);
+    change(state());
 }
 
-void queueResults(const QString &name, const QList<uint32_t> &values)
-{
-    QMutexLocker lock(&state().lock);
-    state().queued[name].append(values);
-}
-
-void setPropertyResult(const QString &path, uint32_t value)
-{
-    QMutexLocker lock(&state().lock);
-    state().propertyResults.insert(path, value);
-}
+void clearCalls() { locked([](State &s) { s.calls.clear(); }); }
+void setResult(const QString &name, uint32_t value) { locked([&](State &s) { s.results.insert(name, value); }); }
+void queueResults(const QString &name, const QList<uint32_t> &values) { locked([&](State &s) { s.queued[name].append(values); }); }
+void setPropertyResult(const QString &path, uint32_t value) { locked([&](State &s) { s.propertyResults.insert(path, value); }); }
 
 uint32_t channelHandle(unsigned channel) { return 0x100u + (channel ? 1u : 0u); }
 
@@ -230,17 +210,8 @@ void openChannels(bool channel0, bool channel1)
     ds.channelHandle[1] = channel1 ? channelHandle(1) : 0;
 }
 
-void queueCanRead(unsigned channel, const std::vector<CanReceiveRecord> &records)
-{
-    QMutexLocker lock(&state().lock);
-    state().canReads[channel ? 1 : 0].push_back(records);
-}
-
-void queueCanFdRead(unsigned channel, const std::vector<CanFdReceiveRecord> &records)
-{
-    QMutexLocker lock(&state().lock);
-    state().fdReads[channel ? 1 : 0].push_back(records);
-}
+void queueCanRead(unsigned ch, const std::vector<CanReceiveRecord> &r) { locked([&](State &s) { s.canReads[ch ? 1 : 0].push_back(r); }); }
+void queueCanFdRead(unsigned ch, const std::vector<CanFdReceiveRecord> &r) { locked([&](State &s) { s.fdReads[ch ? 1 : 0].push_back(r); }); }
 
 int queuedReads(unsigned channel)
 {
@@ -248,15 +219,11 @@ int queuedReads(unsigned channel)
     return int(state().canReads[channel ? 1 : 0].size() + state().fdReads[channel ? 1 : 0].size());
 }
 
-void setDeviceInfo(const DeviceInfoRecord &info)
-{
-    QMutexLocker lock(&state().lock);
-    state().info = info;
-}
+void setDeviceInfo(const DeviceInfoRecord &info) { locked([&](State &s) { s.info = info; }); }
 
-CanReceiveRecord canRecord(uint32_t idWord, const QByteArray &data, quint64 timestamp)
+template <typename Record> Record received(uint32_t idWord, const QByteArray &data, quint64 timestamp)
 {
-    CanReceiveRecord r {};
+    Record r {};
     r.id = idWord;
     r.length = uint8_t(data.size());
     std::memcpy(r.data, data.constData(), std::min<size_t>(size_t(data.size()), sizeof r.data));
@@ -264,14 +231,15 @@ CanReceiveRecord canRecord(uint32_t idWord, const QByteArray &data, quint64 time
     return r;
 }
 
+CanReceiveRecord canRecord(uint32_t idWord, const QByteArray &data, quint64 timestamp)
+{
+    return received<CanReceiveRecord>(idWord, data, timestamp);
+}
+
 CanFdReceiveRecord canFdRecord(uint32_t idWord, const QByteArray &data, uint8_t flags, quint64 timestamp)
 {
-    CanFdReceiveRecord r {};
-    r.id = idWord;
-    r.length = uint8_t(data.size());
+    auto r = received<CanFdReceiveRecord>(idWord, data, timestamp);
     r.flags = flags;
-    std::memcpy(r.data, data.constData(), std::min<size_t>(size_t(data.size()), sizeof r.data));
-    r.timestamp = timestamp;
     return r;
 }
 

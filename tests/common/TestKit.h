@@ -2,7 +2,10 @@
 // Small helpers shared by the widget tests: finding and clicking children,
 // answering modal dialogs, switching the language, reading recorded boxes.
 #include "DeviceLayer.h"
+#include "ModelItem.h"
 #include "Prompt.h"
+#include "SimControl.h"
+#include "SimulatedAdapter.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -13,6 +16,7 @@
 #include <QTimer>
 #include <QTranslator>
 #include <QtTest>
+#include <array>
 #include <functional>
 
 template <typename T = QWidget> T *child(const QObject *parent, const QString &name)
@@ -28,6 +32,27 @@ inline void click(const QObject *parent, const QString &button)
     QTest::mouseClick(child<QAbstractButton>(parent, button), Qt::LeftButton);
 }
 
+// The program as the user starts it: the simulated adapter fresh from the box,
+// no frames pending, Simplified Chinese, message boxes recorded instead of shown.
+inline void freshProcess()
+{
+    installDriver(simulatedDriver());
+    SimControl::resetForTests();
+    resetDeviceState();
+    resetFrameCounter();
+    takePendingFrames();
+    setLanguageCode(0);
+    Prompt::recordForTests(true);
+    Prompt::clearShown();
+}
+
+// Declares a data function's columns in one line: columns<int, QString>({ "code", "text" }).
+template <typename... T> void columns(const std::array<const char *, sizeof...(T)> &names)
+{
+    size_t i = 0;
+    (QTest::addColumn<T>(names[i++]), ...);
+}
+
 // Ticks or unticks a check box on its indicator, as a user would (the middle
 // of a stretched box may lie beyond its text).
 inline void setTicked(QCheckBox *box, bool on)
@@ -38,6 +63,15 @@ inline void setTicked(QCheckBox *box, bool on)
     option.initFrom(box);
     const QRect indicator = box->style()->subElementRect(QStyle::SE_CheckBoxIndicator, &option, box);
     QTest::mouseClick(box, Qt::LeftButton, Qt::NoModifier, indicator.center());
+}
+
+// "1" or "0" per named widget: whether it is enabled.
+inline QString enabledOf(const QObject *parent, const QStringList &names)
+{
+    QString out;
+    for (const QString &name : names)
+        out += child<QWidget>(parent, name)->isEnabled() ? '1' : '0';
+    return out;
 }
 
 // The recorded message box `i` as "title|text"; empty when there is none.

@@ -6,8 +6,6 @@
 #include "OpenDlg.h"
 #include "ParaDialog.h"
 #include "RuntimeFolder.h"
-#include "SimControl.h"
-#include "SimulatedAdapter.h"
 #include "TestKit.h"
 
 #include <QAction>
@@ -24,20 +22,6 @@ class Install : public RuntimeFolder {
 public:
     Install() { QFile::copy(QCoreApplication::applicationDirPath() + "/config/simulator.ini", path("config/simulator.ini")); }
 };
-
-// The program as the user starts it: simulated adapter fresh from the box,
-// message boxes recorded instead of blocking.
-inline void resetProcess()
-{
-    installDriver(simulatedDriver());
-    SimControl::resetForTests();
-    resetDeviceState();
-    resetFrameCounter();
-    takePendingFrames();
-    setLanguageCode(0);
-    Prompt::recordForTests(true);
-    Prompt::clearShown();
-}
 
 inline void setTicked(const QObject *parent, const QString &name, bool on)
 {
@@ -82,26 +66,21 @@ inline int rate(const MainWindow *w, const char *name)
     return m.hasMatch() ? m.captured(1).toInt() : -1;
 }
 
-// The texts of every row as the table shows them.
+// The texts of every row as the table shows them; row -1 is the header.
+inline QStringList rowTexts(const MainWindow *w, int row)
+{
+    const QAbstractItemModel *m = child<QTableView>(w, "tableView")->model();
+    QStringList texts;
+    for (int c = 0; c < m->columnCount(); ++c)
+        texts << (row < 0 ? m->headerData(c, Qt::Horizontal) : m->index(row, c).data()).toString();
+    return texts;
+}
+inline QStringList headers(const MainWindow *w) { return rowTexts(w, -1); }
 inline QList<QStringList> rows(const MainWindow *w)
 {
-    const QAbstractItemModel *m = child<QTableView>(w, "tableView")->model();
     QList<QStringList> out;
-    for (int r = 0; r < m->rowCount(); ++r) {
-        QStringList texts;
-        for (int c = 0; c < m->columnCount(); ++c)
-            texts << m->index(r, c).data().toString();
-        out << texts;
-    }
-    return out;
-}
-
-inline QStringList headers(const MainWindow *w)
-{
-    const QAbstractItemModel *m = child<QTableView>(w, "tableView")->model();
-    QStringList out;
-    for (int c = 0; c < m->columnCount(); ++c)
-        out << m->headerData(c, Qt::Horizontal).toString();
+    for (int r = 0; r < child<QTableView>(w, "tableView")->model()->rowCount(); ++r)
+        out << rowTexts(w, r);
     return out;
 }
 

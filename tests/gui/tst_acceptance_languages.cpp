@@ -39,7 +39,7 @@ class AcceptanceLanguages : public QObject {
 private slots:
     void initTestCase()
     {
-        resetProcess();
+        freshProcess();
         m_install = std::make_unique<Install>();
         m_window = std::make_unique<MainWindow>();
         w = m_window.get();
@@ -59,8 +59,7 @@ private slots:
     {
         QTest::addColumn<QString>("action");
         // multi-send menu, device menu, file send, merge, log pane, channel 1 panel, reset, live save, frame format
-        QTest::addColumn<QString>("texts");
-        QTest::addColumn<QString>("header");
+        columns<QString, QString>({ "texts", "header" });
         // standard, extended, data, remote, CAN FD with bit-rate switch
         QTest::addColumn<QStringList>("frameTexts");
         QTest::newRow("English") << "actionEnglish"

@@ -76,7 +76,7 @@ class AcceptanceRestart : public QObject {
 private slots:
     void initTestCase()
     {
-        resetProcess();
+        freshProcess();
         m_install = std::make_unique<Install>();
     }
     void cleanupTestCase()
@@ -153,7 +153,7 @@ private slots:
     {
         if (!m_firstSessionDone)
             QSKIP("the first session did not finish");
-        resetProcess(); // a new process: nothing carried over but the folder
+        freshProcess(); // a new process: nothing carried over but the folder
         start();
         // The English interface, options and list buffer.
         QCOMPARE(child<QMenu>(w, "menuMultiSend")->title(), QString("Multiple Transmiter(&T)"));

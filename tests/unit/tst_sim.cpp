@@ -1,15 +1,16 @@
 // The simulated Halden-D2 through the driver table and the device layer:
 // record bytes on the bus, what reaches which channel, rates and filters,
-// resets and unplugging, bus timing, concurrency, floods and the node file.
-#include "AppPaths.h"
+// resets and unplugging, bus timing and concurrency.
 #include "DeviceLayer.h"
 #include "SimControl.h"
 #include "SimulatedAdapter.h"
+#include "TestKit.h"
 
 #include <QtEndian>
 #include <QtTest>
 #include <atomic>
 #include <cstring>
+#include <numeric>
 #include <thread>
 
 namespace {
@@ -35,27 +36,20 @@ bool openBus(const Setup &a = {}, const Setup &b = {})
     return true;
 }
 
-CanTransmitRecord canTx(uint32_t id, const QByteArray &data, uint32_t type = 0)
+// A transmit record; CAN FD records get the bit-rate switch.
+template <typename Record = CanTransmitRecord> Record tx(uint32_t id, const QByteArray &data, uint32_t type = 0, uint8_t flags = 1)
 {
-    CanTransmitRecord r {};
+    Record r {};
     r.id = id;
     r.length = uint8_t(data.size());
-    std::memcpy(r.data, data.constData(), std::min<size_t>(8, size_t(data.size())));
+    std::memcpy(r.data, data.constData(), std::min(sizeof r.data, size_t(data.size())));
     r.transmitType = type;
+    if constexpr (std::is_same_v<Record, CanFdTransmitRecord>)
+        r.flags = flags;
     return r;
 }
-
-CanFdTransmitRecord fdTx(uint32_t id, const QByteArray &data, bool brs, uint32_t type = 0)
-{
-    CanFdTransmitRecord r {};
-    r.id = id;
-    r.length = uint8_t(data.size());
-    r.flags = brs ? 1 : 0;
-    std::memcpy(r.data, data.constData(), std::min<size_t>(64, size_t(data.size())));
-    r.transmitType = type;
-    return r;
-}
-
+uint32_t transmit(unsigned ch, CanTransmitRecord *r, uint32_t n) { return kx().TransmitCan(handle(ch), r, n); }
+uint32_t transmit(unsigned ch, CanFdTransmitRecord *r, uint32_t n) { return kx().TransmitCanFd(handle(ch), r, n); }
 uint32_t readInto(unsigned ch, CanReceiveRecord *b, uint32_t n, int32_t w) { return receiveCan(ch, b, n, w); }
 uint32_t readInto(unsigned ch, CanFdReceiveRecord *b, uint32_t n, int32_t w) { return receiveCanFd(ch, b, n, w); }
 
@@ -90,10 +84,16 @@ QByteArray recordHead(uint32_t id, int length, int flags, const QByteArray &data
 
 QByteArray counting(int n, int from)
 {
-    QByteArray b;
-    for (int i = 0; i < n; ++i)
-        b.append(char(from + i));
+    QByteArray b(n, '\0');
+    std::iota(b.begin(), b.end(), char(from));
     return b;
+}
+template <typename Record> QList<uint> ids(const QVector<Record> &records)
+{
+    QList<uint> out;
+    for (const Record &r : records)
+        out << r.id;
+    return out;
 }
 
 uint64_t sequenceOf(const uint8_t *data) { return qFromLittleEndian<quint64>(data); }
@@ -116,7 +116,6 @@ private slots:
         SimControl::resetForTests();
         resetDeviceState();
         SimControl::setNodesEnabled(false);
-        AppPaths::setAppDirForTests(QString());
     }
     void cleanup()
     {
@@ -124,16 +123,11 @@ private slots:
             closeDevice();
         SimControl::resetForTests();
         resetDeviceState();
-        AppPaths::setAppDirForTests(QString());
     }
 
     void loopbackRecordBytes_data()
     {
-        QTest::addColumn<bool>("fd");
-        QTest::addColumn<uint>("txId");
-        QTest::addColumn<int>("txLength");
-        QTest::addColumn<QByteArray>("txData");
-        QTest::addColumn<QByteArray>("expected");
+        columns<bool, uint, int, QByteArray, QByteArray>({ "fd", "txId", "txLength", "txData", "expected" });
         const QByteArray eight = QByteArray::fromHex("0102030405060708");
         QTest::newRow("classic standard") << false << 0x123u << 8 << eight << recordHead(0x123, 8, 0, eight, 8);
         QTest::newRow("extended, bytes past the length") << false << 0x81ABCDEFu << 3 << QByteArray::fromHex("112233EEEE")
@@ -156,24 +150,22 @@ private slots:
         QElapsedTimer sinceStart;
         sinceStart.start();
         QVERIFY(openBus());
+        QByteArray got;
         quint64 stamp = 0;
         if (fd) {
-            CanFdTransmitRecord r = fdTx(txId, txData, true);
+            auto r = tx<CanFdTransmitRecord>(txId, txData);
             r.length = uint8_t(txLength);
             QVERIFY(sendCanFd(0, &r, 1));
-            const auto got = collect<CanFdReceiveRecord>(1, 1);
-            QCOMPARE(got.size(), 1);
-            QCOMPARE(bytesOf(got[0], 72).toHex(' '), expected.toHex(' '));
-            stamp = got[0].timestamp;
+            const auto heard = collect<CanFdReceiveRecord>(1, 1);
+            got = bytesOf(heard.value(0), 72), stamp = heard.value(0).timestamp;
         } else {
-            CanTransmitRecord r = canTx(txId, txData);
+            auto r = tx(txId, txData);
             r.length = uint8_t(txLength);
             QVERIFY(sendCan(0, &r, 1));
-            const auto got = collect<CanReceiveRecord>(1, 1);
-            QCOMPARE(got.size(), 1);
-            QCOMPARE(bytesOf(got[0], 16).toHex(' '), expected.toHex(' '));
-            stamp = got[0].timestamp;
+            const auto heard = collect<CanReceiveRecord>(1, 1);
+            got = bytesOf(heard.value(0), 16), stamp = heard.value(0).timestamp;
         }
+        QCOMPARE(got.toHex(' '), expected.toHex(' '));
         // Microseconds since the channel started: at least one frame's arbitration, at most the test's run time.
         QVERIFY2(stamp >= 30 && stamp * 1000 <= quint64(sinceStart.nsecsElapsed()), QByteArray::number(stamp));
         QVERIFY(collect<CanReceiveRecord>(0).isEmpty() && collect<CanFdReceiveRecord>(0).isEmpty());
@@ -181,11 +173,7 @@ private slots:
 
     void selfReceiveAndListenOnly_data()
     {
-        QTest::addColumn<bool>("fd");
-        QTest::addColumn<uint>("type");
-        QTest::addColumn<uint>("listenerMode");
-        QTest::addColumn<uint>("accepted");
-        QTest::addColumn<int>("ownCopies");
+        columns<bool, uint, uint, uint, int>({ "fd", "type", "listenerMode", "accepted", "ownCopies" });
         QTest::newRow("normal") << false << 0u << 0u << 1u << 0;
         QTest::newRow("single") << false << 1u << 0u << 1u << 0;
         QTest::newRow("self-receive") << false << 2u << 0u << 1u << 1;
@@ -206,42 +194,29 @@ private slots:
         Setup listener;
         listener.mode = listenerMode;
         QVERIFY(openBus({}, listener));
-        const QByteArray data = QByteArray::fromHex("C0FFEE");
-        CanTransmitRecord c = canTx(0x2A0, data, type);
-        CanFdTransmitRecord f = fdTx(0x2A0, data, true, type);
-        if (listenerMode) { // a listen-only channel never sends
-            QCOMPARE(kx().TransmitCan(handle(1), &c, 1), 0u);
-            QCOMPARE(kx().TransmitCanFd(handle(1), &f, 1), 0u);
-        }
-        QCOMPARE(fd ? kx().TransmitCanFd(handle(0), &f, 1) : kx().TransmitCan(handle(0), &c, 1), accepted);
+        auto c = tx(0x2A0, QByteArray::fromHex("C0FFEE"), type);
+        auto f = tx<CanFdTransmitRecord>(0x2A0, QByteArray::fromHex("C0FFEE"), type);
+        if (listenerMode) // a listen-only channel never sends
+            QCOMPARE(transmit(1, &c, 1) + transmit(1, &f, 1), 0u);
+        QCOMPARE(fd ? transmit(0, &f, 1) : transmit(0, &c, 1), accepted);
         // A self-received marker shows that the frame before it has left the bus.
-        CanTransmitRecord marker = canTx(0x7FF, QByteArray(), 2);
-        QCOMPARE(kx().TransmitCan(handle(0), &marker, 1), 1u);
-        const int ownClassicCount = fd ? 1 : 1 + ownCopies;
-        const auto ownClassic = collect<CanReceiveRecord>(0, ownClassicCount);
-        QCOMPARE(ownClassic.size(), ownClassicCount);
+        auto marker = tx(0x7FF, QByteArray(), 2);
+        QCOMPARE(transmit(0, &marker, 1), 1u);
+        const auto ownClassic = collect<CanReceiveRecord>(0, fd ? 1 : 1 + ownCopies);
         const auto ownFd = collect<CanFdReceiveRecord>(0);
         const auto peerClassic = collect<CanReceiveRecord>(1);
         const auto peerFd = collect<CanFdReceiveRecord>(1);
-        QList<uint> peerIds;
-        for (const auto &r : peerClassic)
-            peerIds << r.id;
-        for (const auto &r : peerFd)
-            peerIds << r.id;
-        const QList<uint> expectedIds = !accepted ? QList<uint> { 0x7FF } : fd ? QList<uint> { 0x7FF, 0x2A0 } : QList<uint> { 0x2A0, 0x7FF };
-        QCOMPARE(peerIds, expectedIds);
-        QCOMPARE(ownFd.size(), fd ? ownCopies : 0);
-        if (ownCopies && fd)
-            QCOMPARE(bytesOf(ownFd[0], 72), bytesOf(peerFd[0], 72));
-        else if (ownCopies)
-            QCOMPARE(bytesOf(ownClassic[0], 16), bytesOf(peerClassic[0], 16));
+        QCOMPARE(ids(ownClassic).size() + ids(ownFd).size(), 1 + ownCopies);
+        const QList<uint> expected = !accepted ? QList<uint> { 0x7FF } : fd ? QList<uint> { 0x7FF, 0x2A0 } : QList<uint> { 0x2A0, 0x7FF };
+        QCOMPARE(ids(peerClassic) + ids(peerFd), expected);
+        if (ownCopies) // the own copy is byte for byte what the peer got
+            QCOMPARE(fd ? bytesOf(ownFd.value(0), 72) : bytesOf(ownClassic.value(0), 16), fd ? bytesOf(peerFd.value(0), 72) : bytesOf(peerClassic.value(0), 16));
     }
 
     void rateMatching_data()
     {
-        QTest::addColumn<QString>("rates"); // "arb0/data0/custom0 arb1/data1/custom1"
-        QTest::addColumn<int>("kind"); // 0 classic, 1 CAN FD, 2 CAN FD with bit-rate switch
-        QTest::addColumn<bool>("heard");
+        // rates: "arb0/data0/custom0 arb1/data1/custom1"; kind: 0 classic, 1 CAN FD, 2 CAN FD with bit-rate switch
+        columns<QString, int, bool>({ "rates", "kind", "heard" });
         QTest::newRow("same rates") << "2/2/ 2/2/" << 2 << true;
         QTest::newRow("arbitration differs, classic") << "2/0/ 4/0/" << 0 << false;
         QTest::newRow("arbitration differs, FD") << "0/0/ 1/0/" << 1 << false;
@@ -265,23 +240,17 @@ private slots:
         }
         QVERIFY(openBus(s[0], s[1]));
         // The sender's own copy shows that the frame has left the bus.
-        if (kind == 0) {
-            CanTransmitRecord r = canTx(0x123, QByteArray::fromHex("AA"), 2);
-            QVERIFY(sendCan(0, &r, 1));
-            QCOMPARE(collect<CanReceiveRecord>(0, 1).size(), 1);
-            QTEST(!collect<CanReceiveRecord>(1).isEmpty(), "heard");
-        } else {
-            CanFdTransmitRecord r = fdTx(0x123, QByteArray::fromHex("AA"), kind == 2, 2);
-            QVERIFY(sendCanFd(0, &r, 1));
-            QCOMPARE(collect<CanFdReceiveRecord>(0, 1).size(), 1);
-            QTEST(!collect<CanFdReceiveRecord>(1).isEmpty(), "heard");
-        }
+        auto c = tx(0x123, QByteArray::fromHex("AA"), 2);
+        auto f = tx<CanFdTransmitRecord>(0x123, QByteArray::fromHex("AA"), 2, kind == 2);
+        QCOMPARE(kind ? transmit(0, &f, 1) : transmit(0, &c, 1), 1u);
+        QCOMPARE(kind ? collect<CanFdReceiveRecord>(0, 1).size() : collect<CanReceiveRecord>(0, 1).size(), 1);
+        QTEST(kind ? !collect<CanFdReceiveRecord>(1).isEmpty() : !collect<CanReceiveRecord>(1).isEmpty(), "heard");
     }
 
     void acceptanceFilter_data()
     {
-        QTest::addColumn<QStringList>("program"); // "clear", "ack" or a row "kind-start-end"
-        QTest::addColumn<QList<uint>>("heard");
+        // program: "clear", "ack" or a row "kind-start-end"
+        columns<QStringList, QList<uint>>({ "program", "heard" });
         const QList<uint> all { 0x0FF, 0x100, 0x1FF, 0x200, 0x40000150, 0x80000150, 0x98FF0010, 0x98FF0100 };
         QTest::newRow("no filter") << QStringList() << all;
         QTest::newRow("standard range") << QStringList { "clear", "0-100-1FF", "ack" } << QList<uint> { 0x100, 0x1FF, 0x40000150 };
@@ -303,20 +272,17 @@ private slots:
         }
         QVector<CanTransmitRecord> records;
         for (uint id : { 0x0FFu, 0x100u, 0x1FFu, 0x200u, 0x40000150u, 0x80000150u, 0x98FF0010u, 0x98FF0100u })
-            records.append(canTx(id, QByteArray::fromHex("01"), 2));
-        QCOMPARE(kx().TransmitCan(handle(0), records.data(), 8), 8u);
+            records.append(tx(id, QByteArray::fromHex("01"), 2));
+        QCOMPARE(transmit(0, records.data(), 8), 8u);
         QCOMPARE(collect<CanReceiveRecord>(0, 8).size(), 8);
-        QList<uint> got;
-        for (const CanReceiveRecord &r : collect<CanReceiveRecord>(1))
-            got.append(r.id);
-        QTEST(got, "heard");
+        QTEST(ids(collect<CanReceiveRecord>(1)), "heard");
     }
 
     void resetDropsQueues()
     {
         // Receive queue: frames waiting for a reader are gone after a reset.
         QVERIFY(openBus());
-        QVector<CanTransmitRecord> burst(10, canTx(0x100, QByteArray::fromHex("01"), 2));
+        QVector<CanTransmitRecord> burst(10, tx(0x100, QByteArray::fromHex("01"), 2));
         QCOMPARE(kx().TransmitCan(handle(0), burst.data(), 10), 10u);
         QCOMPARE(collect<CanReceiveRecord>(0, 10).size(), 10);
         QVERIFY(resetChannel(1) && !isChannelOpen(1));
@@ -331,13 +297,13 @@ private slots:
         QVERIFY(openBus(slow, slow));
         QVector<CanTransmitRecord> queue;
         for (int i = 0; i < 40; ++i)
-            queue.append(canTx(uint32_t(i), QByteArray(8, char(i))));
+            queue.append(tx(uint32_t(i), QByteArray(8, char(i))));
         QCOMPARE(kx().TransmitCan(handle(0), queue.data(), 40), 40u);
         QCOMPARE(collect<CanReceiveRecord>(1, 1, 3000).size(), 1);
         const uint32_t sender = handle(0);
         QCOMPARE(kx().ResetChannel(sender), 1u);
         QCOMPARE(kx().StartChannel(sender), 1u);
-        CanTransmitRecord marker = canTx(0x7FF, QByteArray(), 2);
+        CanTransmitRecord marker = tx(0x7FF, QByteArray(), 2);
         QCOMPARE(kx().TransmitCan(sender, &marker, 1), 1u);
         QCOMPARE(collect<CanReceiveRecord>(0, 1, 3000).size(), 1);
         const auto rest = collect<CanReceiveRecord>(1);
@@ -353,7 +319,7 @@ private slots:
         const uint32_t device = deviceState().deviceHandle, h0 = handle(0), h1 = handle(1);
         QCOMPARE(refreshDeviceInfo(), SimControl::kDefaultFirmwareVersion);
         QVERIFY(deviceInfoText().startsWith("SN:HD2-SIM-"));
-        CanTransmitRecord r = canTx(0x55, QByteArray::fromHex("01"), 2);
+        CanTransmitRecord r = tx(0x55, QByteArray::fromHex("01"), 2);
         QCOMPARE(kx().TransmitCan(h0, &r, 1), 1u);
         QCOMPARE(collect<CanReceiveRecord>(0, 1).size(), 1); // channel 1 now holds one frame
 
@@ -378,9 +344,7 @@ private slots:
 
     void busRateLimit_data()
     {
-        QTest::addColumn<bool>("fd");
-        QTest::addColumn<int>("length");
-        QTest::addColumn<double>("framesPerSecond");
+        columns<bool, int, double>({ "fd", "length", "framesPerSecond" });
         QTest::newRow("classic 8 bytes, 1 Mbit/s") << false << 8 << 1e6 / 111;
         QTest::newRow("CAN FD empty, 1M/5M switched") << true << 0 << 54945 / 2.0;
     }
@@ -392,16 +356,10 @@ private slots:
         QVERIFY(openBus());
         // One call queues them all; the bus alone sets the pace, measured on its time stamps.
         constexpr int kFrames = 1000;
-        double rate = 0;
-        if (fd) {
-            QVector<CanFdTransmitRecord> records(kFrames, fdTx(0x100, QByteArray(length, 'Z'), true));
-            QCOMPARE(kx().TransmitCanFd(handle(0), records.data(), kFrames), uint32_t(kFrames));
-            rate = stampedRate(collect<CanFdReceiveRecord>(1, kFrames));
-        } else {
-            QVector<CanTransmitRecord> records(kFrames, canTx(0x100, QByteArray(length, 'Z')));
-            QCOMPARE(kx().TransmitCan(handle(0), records.data(), kFrames), uint32_t(kFrames));
-            rate = stampedRate(collect<CanReceiveRecord>(1, kFrames));
-        }
+        QVector<CanFdTransmitRecord> fdRecords(kFrames, tx<CanFdTransmitRecord>(0x100, QByteArray(length, 'Z')));
+        QVector<CanTransmitRecord> records(kFrames, tx(0x100, QByteArray(length, 'Z')));
+        QCOMPARE(fd ? transmit(0, fdRecords.data(), kFrames) : transmit(0, records.data(), kFrames), uint32_t(kFrames));
+        const double rate = fd ? stampedRate(collect<CanFdReceiveRecord>(1, kFrames)) : stampedRate(collect<CanReceiveRecord>(1, kFrames));
         QVERIFY2(qAbs(rate / framesPerSecond - 1) < 0.10, qPrintable(QString("%1 frames/s").arg(rate)));
     }
 
@@ -420,8 +378,8 @@ private slots:
                 for (uint32_t i = 0; i < n; ++i) {
                     QByteArray payload(8, char(ch));
                     qToLittleEndian(sequence + i, payload.data());
-                    classic[int(i)] = canTx(0x100 + ch, payload);
-                    fd[int(i)] = fdTx(0x100 + ch, payload, true);
+                    classic[int(i)] = tx(0x100 + ch, payload);
+                    fd[int(i)] = tx<CanFdTransmitRecord>(0x100 + ch, payload);
                 }
                 for (uint32_t done = 0; done < n;)
                     done += batch % 2 ? kx().TransmitCanFd(handle(ch), fd.data() + done, n - done)
@@ -478,58 +436,6 @@ private slots:
             for (uint32_t i = 0; i < kFrames; ++i)
                 QCOMPARE(all[int(i)], i); // ... none twice
         }
-    }
-
-    void nodeFile_data()
-    {
-        QTest::addColumn<QByteArray>("content"); // "<none>": no file
-        QTest::addColumn<QString>("problem"); // part of the reported problem
-        QTest::addColumn<uint>("expectedId"); // a frame to wait for; 0 = a quiet bus; 0x100 = the built-in nodes
-        QTest::newRow("own node") << QByteArray("[tester]\nid = 0x555\nperiod = 5\ndata = 01 02\n") << "" << 0x555u;
-        QTest::newRow("comments, extended by size") << QByteArray("; c\n[a] ; x\nID=0x18FF0011 # e\nperiod=5\nlength=1\n") << "" << 0x98FF0011u;
-        QTest::newRow("empty file: a quiet bus") << QByteArray() << "" << 0u;
-        QTest::newRow("missing file") << QByteArray("<none>") << "not found" << 0x100u;
-        QTest::newRow("standard id past 0x7FF") << QByteArray("[a]\nid = 0x800\nextended = 0\nperiod = 5\n") << "0x7FF" << 0x100u;
-        QTest::newRow("CAN FD length 10") << QByteArray("[a]\nid = 0x555\nfd = 1\nlength = 10\nperiod = 5\n") << "length 10" << 0x100u;
-    }
-    void nodeFile()
-    {
-        QFETCH(QByteArray, content);
-        QFETCH(QString, problem);
-        QFETCH(uint, expectedId);
-        QTemporaryDir dir;
-        QVERIFY(QDir().mkpath(dir.path() + "/config"));
-        QFile file(dir.path() + "/config/simulator.ini");
-        if (content != "<none>")
-            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
-        file.close();
-        AppPaths::setAppDirForTests(dir.path());
-        SimControl::setNodesEnabled(true);
-        QVERIFY(openBus());
-        const QString reported = SimControl::configProblem();
-        QVERIFY2(problem.isEmpty() ? reported.isEmpty() : reported.contains(problem), qPrintable(reported));
-        if (!expectedId) {
-            CanReceiveRecord buffer[4];
-            CanFdReceiveRecord fd[4];
-            QCOMPARE(receiveCan(0, buffer, 4, 200) + receiveCanFd(0, fd, 4, 0), 0u);
-            return;
-        }
-        // A broken file falls back to the built-in nodes; an own file has only its nodes.
-        QVector<CanReceiveRecord> got;
-        QElapsedTimer timer;
-        timer.start();
-        while (got.size() < 3 && timer.elapsed() < 3000) {
-            for (const CanReceiveRecord &r : collect<CanReceiveRecord>(0, 1, 100)) {
-                if (r.id == expectedId)
-                    got.append(r);
-                else
-                    QVERIFY2(expectedId == 0x100, qPrintable(QString::number(r.id, 16)));
-            }
-        }
-        QVERIFY(got.size() >= 3);
-        if (expectedId == 0x555)
-            for (int i = 0; i < 3; ++i)
-                QVERIFY(got[i].length == 2 && got[i].data[1] == 2 && got[i].data[0] == got[0].data[0] + i);
     }
 };
 
