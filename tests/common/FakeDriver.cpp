@@ -165,7 +165,7 @@ QList<Call> calls(const QString &name)
     QMutexLocker lock(&state().lock);
     QList<Call> out;
     for (const Call &c : qAsConst(state().calls))
-        if (name.isEmpty() || c.name == name)
+        if (c.name.startsWith(name))
             out.append(c);
     return out;
 }

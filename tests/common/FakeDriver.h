@@ -29,6 +29,7 @@ void install();
 // Back to the built-in simulated adapter, device state reset.
 void uninstall();
 
+// The calls whose name starts with `name` ("Transmit" gives both kinds).
 QList<Call> calls(const QString &name = QString());
 int callCount(const QString &name);
 void clearCalls();

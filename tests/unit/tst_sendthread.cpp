@@ -36,14 +36,7 @@ QString stdRow(const QString &time, const QString &id, const QString &channel = 
     return csvRow(channel, id, "标准帧", "数据帧", "1", "CAN", "x| 5A ", time);
 }
 
-QList<Call> transmits()
-{
-    QList<Call> out;
-    for (const Call &c : FakeDriver::calls())
-        if (c.name.startsWith("Transmit"))
-            out << c;
-    return out;
-}
+QList<Call> transmits() { return FakeDriver::calls("Transmit"); }
 
 // Identifier word and data bytes of each transmitted record, "id:hex".
 QStringList sentFrames(int dataBytes = 0)
