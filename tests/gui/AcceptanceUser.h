@@ -134,4 +134,28 @@ inline void setText(const MainWindow *w, const char *edit, const QString &text)
 
 inline void setIndex(const QObject *parent, const char *combo, int index) { child<QComboBox>(parent, combo)->setCurrentIndex(index); }
 
+// Fills fields the way a user does: "name=value" sets a combo box's index, types
+// into a line edit, or ticks ("1") or unticks a check box.
+inline void setFields(const MainWindow *w, const QStringList &fields)
+{
+    for (const QString &field : fields) {
+        const QString name = field.section('=', 0, 0), value = field.section('=', 1);
+        if (auto *combo = w->findChild<QComboBox *>(name))
+            combo->setCurrentIndex(value.toInt());
+        else if (w->findChild<QLineEdit *>(name))
+            setText(w, qPrintable(name), value);
+        else
+            setTicked(w, name, value == "1");
+    }
+}
+
+// Starts the program's window, as the user does, and waits for it to show.
+inline MainWindow *startWindow(std::unique_ptr<MainWindow> &window)
+{
+    window = std::make_unique<MainWindow>();
+    window->show();
+    [&] { QVERIFY(QTest::qWaitForWindowExposed(window.get())); }();
+    return window.get();
+}
+
 } // namespace Acceptance

@@ -41,10 +41,7 @@ private slots:
     {
         freshProcess();
         m_install = std::make_unique<Install>();
-        m_window = std::make_unique<MainWindow>();
-        w = m_window.get();
-        w->show();
-        QVERIFY(QTest::qWaitForWindowExposed(w));
+        w = startWindow(m_window);
         openDeviceFromMenu(w);
         QTRY_VERIFY_WITH_TIMEOUT(!newestRow(rows(w), "0x100").isEmpty(), 3000);
         m_previousFrameTexts = QStringList { "标准帧", "数据帧" };

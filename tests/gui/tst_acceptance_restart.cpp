@@ -58,14 +58,6 @@ class AcceptanceRestart : public QObject {
     MainWindow *w = nullptr;
     bool m_firstSessionDone = false;
 
-    void start()
-    {
-        m_window = std::make_unique<MainWindow>();
-        w = m_window.get();
-        w->show();
-        QVERIFY(QTest::qWaitForWindowExposed(w));
-    }
-
     void sendFromPanel(const QString &ch)
     {
         click(w, ch + "SendBtn");
@@ -87,7 +79,7 @@ private slots:
 
     void firstSessionSetsEverythingUp()
     {
-        start();
+        w = startWindow(m_window);
         QTRY_COMPARE(child<QLineEdit>(w, "ch1SendIDEdit")->text(), QString("00000001"));
         // 500 kbit/s arbitration, 2 Mbit/s data, for both channels.
         openDeviceFromMenu(w, [](ParaDialog *para) {
@@ -99,23 +91,11 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(w->windowTitle().startsWith("Ostrel-V1.17 - SN:"), 3000);
         setListBuffer(w, 3000);
         // Channel 1: three extended CAN FD frames with bit-rate switch, 12 bytes.
-        setIndex(w, "ch1FrameTypeCombo", 1);
-        setIndex(w, "ch1ProtocolCombo", 2);
-        setIndex(w, "ch1sendLenCombo", 9);
-        setText(w, "ch1SendIDEdit", "1ABCDEF");
-        setText(w, "ch1SendDataEdit", "01 02 03");
-        setText(w, "ch1SendCountEdit", "3");
-        setText(w, "ch1SendInvEdit", "5");
-        setTicked(w, "ch1DataAddChk", true);
-        setTicked(w, "ch1IDAddChk", true);
+        setFields(w, { "ch1FrameTypeCombo=1", "ch1ProtocolCombo=2", "ch1sendLenCombo=9", "ch1SendIDEdit=1ABCDEF", "ch1SendDataEdit=01 02 03",
+                         "ch1SendCountEdit=3", "ch1SendInvEdit=5", "ch1DataAddChk=1", "ch1IDAddChk=1" });
         sendFromPanel("ch1");
         // Channel 2: two standard remote frames, sent as single shots.
-        setIndex(w, "ch2FrameDataCombo", 1);
-        setIndex(w, "ch2SendTypeCombo", 1);
-        setIndex(w, "ch2sendLenCombo", 4);
-        setText(w, "ch2SendIDEdit", "7FF");
-        setText(w, "ch2SendCountEdit", "2");
-        setText(w, "ch2SendInvEdit", "20");
+        setFields(w, { "ch2FrameDataCombo=1", "ch2SendTypeCombo=1", "ch2sendLenCombo=4", "ch2SendIDEdit=7FF", "ch2SendCountEdit=2", "ch2SendInvEdit=20" });
         sendFromPanel("ch2");
         QTRY_COMPARE(rowsWith(rows(w), "2", "Rx", "0x01ABCDF1"), 1);
         QTRY_COMPARE(rowsWith(rows(w), "1", "Rx", "0x7FF"), 2);
@@ -154,7 +134,7 @@ private slots:
         if (!m_firstSessionDone)
             QSKIP("the first session did not finish");
         freshProcess(); // a new process: nothing carried over but the folder
-        start();
+        w = startWindow(m_window);
         // The English interface, options and list buffer.
         QCOMPARE(child<QMenu>(w, "menuMultiSend")->title(), QString("Multiple Transmiter(&T)"));
         QCOMPARE(headers(w).first(), QString("index"));

@@ -55,10 +55,7 @@ private slots:
     {
         freshProcess();
         m_install = std::make_unique<Install>();
-        m_window = std::make_unique<MainWindow>();
-        w = m_window.get();
-        w->show();
-        QVERIFY(QTest::qWaitForWindowExposed(w));
+        w = startWindow(m_window);
         QTRY_COMPARE(child<QLineEdit>(w, "ch1SendDataEdit")->text(), QString("00 11 22 33 44 55 66 77"));
     }
     void cleanupTestCase()
@@ -115,13 +112,8 @@ private slots:
         quietBus();
         const quint64 tx1 = count(w, "labelCh1TxCount"), rx2 = count(w, "labelCh2RxCount");
         // 0x7C0 counting up wraps past 0x7FF to 0x000; F0 FF counting up (low byte first) carries and wraps to 00 00.
-        setText(w, "ch1SendIDEdit", "7C0");
-        setText(w, "ch1SendCountEdit", "100");
-        setText(w, "ch1SendInvEdit", "1");
-        setIndex(w, "ch1sendLenCombo", 2);
-        setText(w, "ch1SendDataEdit", "F0 FF");
-        setTicked(w, "ch1IDAddChk", true);
-        setTicked(w, "ch1DataAddChk", true);
+        setFields(w, { "ch1SendIDEdit=7C0", "ch1SendCountEdit=100", "ch1SendInvEdit=1", "ch1sendLenCombo=2", "ch1SendDataEdit=F0 FF", "ch1IDAddChk=1",
+                         "ch1DataAddChk=1" });
         click(w, "ch1SendBtn");
         QVERIFY(!enabled("ch1SendBtn") && !enabled("ch1SendIDEdit"));
         QTRY_VERIFY_WITH_TIMEOUT(enabled("ch1SendBtn"), 5000);
