@@ -97,30 +97,39 @@ private slots:
         m_folder.reset();
     }
 
-    void startUpLanguage_data()
+    void startUp_data()
     {
-        columns<QByteArray, QByteArray, bool, int>({ "ini", "store", "withoutEnglish", "code" });
-        QTest::newRow("LAST/Sel 5 out of range") << QByteArray("[LAST]\nSel=5\n") << QByteArray() << false << 0;
-        QTest::newRow("stored choice wins") << QByteArray("[LAST]\nSel=2\n") << QByteArray("Language,CNF.qm") << false << 1;
-        QTest::newRow("missing catalogue keeps the language") << QByteArray() << QByteArray() << true << 0;
+        // removed: files gone from the folder; about: the About box text
+        columns<QByteArray, QByteArray, QStringList, int, QString>({ "ini", "store", "removed", "code", "about" });
+        QTest::newRow("LAST/Sel 5 out of range, short About") << QByteArray("[LAST]\nSel=5\n") << QByteArray() << QStringList() << 0
+                                                             << "^Ostrel-V1\\.17\\nCopyright © 2023 [^,]*$";
+        QTest::newRow("stored language wins, long About") << QByteArray("[LAST]\nSel=2\n[LAST2]\nSel=1\n") << QByteArray("Language,CNF.qm") << QStringList() << 1
+                                                          << "^Ostrel-V1\\.17\\(\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}\\)\\nCopyright © 2023 .*,奧斯特爾電子科技有限公司$";
+        QTest::newRow("missing catalogue keeps the language, missing company")
+            << QByteArray("[LAST2]\nSel=1\n") << QByteArray() << QStringList { "language/EN.qm", "config/company.txt" } << 0
+            << "^Ostrel-V1\\.17\\(.*\\)\\n.*,公司名称缺失$";
     }
-    void startUpLanguage()
+    void startUp()
     {
         QFETCH(QByteArray, ini);
         QFETCH(QByteArray, store);
-        QFETCH(bool, withoutEnglish);
+        QFETCH(QStringList, removed);
+        QFETCH(QString, about);
         m_folder->write("language/config.ini", ini);
         if (!store.isEmpty())
             m_folder->write("config/setdb.txt", store);
-        if (withoutEnglish)
-            QFile::remove(m_folder->path("language/EN.qm"));
+        for (const QString &f : removed)
+            QFile::remove(m_folder->path(f));
         startWindow(m_window);
-        if (withoutEnglish)
+        if (!removed.isEmpty())
             child<QAction>(m_window.get(), "actionEnglish")->trigger();
         QTEST(languageCode(), "code");
         const QStringList expected = { "多条发送(&T)", "多條發送(&T)", "Multiple Transmiter(&T)" };
         QCOMPARE(child<QMenu>(m_window.get(), "menuMultiSend")->title(), expected.at(languageCode()));
-        QVERIFY(Prompt::shown().isEmpty());
+        child<QAction>(m_window.get(), "actionAbout")->trigger();
+        QCOMPARE(Prompt::shown().size(), 1);
+        QCOMPARE(Prompt::shown().at(0).first, QStringList({ "关于Ostrel", "關於Ostrel", "About Ostrel" }).at(languageCode()));
+        QVERIFY2(QRegularExpression(about).match(Prompt::shown().at(0).second).hasMatch(), qPrintable(Prompt::shown().at(0).second));
     }
 
     void helpMenuListsLowerCasePdfOnly()
@@ -140,29 +149,6 @@ private slots:
         QCOMPARE(pdfs(), QStringList({ "b.pdf", "c.pdf" }));
         child<QAction>(m_window.get(), "actionEnglish")->trigger();
         QCOMPARE(pdfs(), QStringList({ "manual.pdf" }));
-    }
-
-    void aboutBox_data()
-    {
-        columns<QByteArray, bool, QString>({ "ini", "company", "pattern" });
-        QTest::newRow("LAST2 absent: short") << QByteArray() << true << "^Ostrel-V1\\.17\\nCopyright © 2023 [^,]*$";
-        QTest::newRow("LAST2 1: long") << QByteArray("[LAST2]\nSel=1\n") << true
-                                       << "^Ostrel-V1\\.17\\(\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}\\)\\nCopyright © 2023 .*,奥斯特尔电子科技有限公司$";
-        QTest::newRow("missing company file") << QByteArray("[LAST2]\nSel=1\n") << false << "^Ostrel-V1\\.17\\(.*\\)\\n.*,公司名称缺失$";
-    }
-    void aboutBox()
-    {
-        QFETCH(QByteArray, ini);
-        QFETCH(bool, company);
-        QFETCH(QString, pattern);
-        m_folder->write("language/config.ini", ini);
-        if (!company)
-            QFile::remove(m_folder->path("config/company.txt"));
-        startWindow(m_window);
-        child<QAction>(m_window.get(), "actionAbout")->trigger();
-        QCOMPARE(Prompt::shown().size(), 1);
-        QCOMPARE(Prompt::shown().at(0).first, QString("关于Ostrel"));
-        QVERIFY2(QRegularExpression(pattern).match(Prompt::shown().at(0).second).hasMatch(), qPrintable(Prompt::shown().at(0).second));
     }
 
     void refreshIntervalHonoured()
