@@ -200,6 +200,14 @@ void setResult(const QString &name, uint32_t value) { locked([&](State &s) { s.r
 void queueResults(const QString &name, const QList<uint32_t> &values) { locked([&](State &s) { s.queued[name].append(values); }); }
 void setPropertyResult(const QString &path, uint32_t value) { locked([&](State &s) { s.propertyResults.insert(path, value); }); }
 
+void fail(const QString &operation)
+{
+    if (operation.startsWith(QLatin1String("SetValue:")))
+        setPropertyResult(operation.mid(9), 0);
+    else if (!operation.isEmpty())
+        setResult(operation, 0);
+}
+
 uint32_t channelHandle(unsigned channel) { return 0x100u + (channel ? 1u : 0u); }
 
 void openChannels(bool channel0, bool channel1)

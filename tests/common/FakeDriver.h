@@ -41,6 +41,8 @@ void setResult(const QString &name, uint32_t value);
 void queueResults(const QString &name, const QList<uint32_t> &values);
 // SetValue on this path answers `value` from now on.
 void setPropertyResult(const QString &path, uint32_t value);
+// The operation (or "SetValue:<path>") answers 0 from now on; nothing for an empty name.
+void fail(const QString &operation);
 
 // Handle InitChannel returns: 0x100 + channel index. OpenDevice returns 1.
 uint32_t channelHandle(unsigned channel);

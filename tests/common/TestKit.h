@@ -74,6 +74,18 @@ inline QString enabledOf(const QObject *parent, const QStringList &names)
     return out;
 }
 
+// A whole file's bytes ("<missing>" when it cannot be read), and writing one.
+inline QByteArray readFile(const QString &path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
+}
+inline bool writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
+}
+
 // The recorded message box `i` as "title|text"; empty when there is none.
 inline QString shownBox(int i = 0)
 {

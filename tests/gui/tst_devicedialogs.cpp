@@ -37,14 +37,6 @@ QStringList channelKeys(int n)
     return keys;
 }
 
-void failStep(const QString &operation) // "SetValue:<path>" for a property write
-{
-    if (operation.startsWith("SetValue:"))
-        FakeDriver::setPropertyResult(operation.mid(9), 0);
-    else if (!operation.isEmpty())
-        FakeDriver::setResult(operation, 0);
-}
-
 DeviceInfoRecord infoRecord(uint16_t firmware, const QByteArray &serial = "HD2", const QByteArray &hwType = "Halden-D2")
 {
     QByteArray raw(80, '\0');
@@ -59,18 +51,6 @@ DeviceInfoRecord infoRecord(uint16_t firmware, const QByteArray &serial = "HD2",
     return rec;
 }
 
-void touch(const QString &path)
-{
-    QFile f(path);
-    if (f.open(QIODevice::WriteOnly))
-        f.write("image");
-}
-
-QByteArray fileBytes(const QString &path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
 } // namespace
 
 class DeviceDialogsTest : public QObject {
@@ -153,7 +133,7 @@ private slots:
         SettingsStore::setValue("ch1paramisCustomBaudrate", custom ? "1" : "0");
         OpenDlg dlg(0);
         openDialogWithDevice(dlg);
-        failStep(failing);
+        FakeDriver::fail(failing);
         ModalAnswer answer(clickIn<ParaDialog>("btnConfirm"));
         click(&dlg, "pushButton_3");
         QCOMPARE(answer.count(), 1);
@@ -265,7 +245,7 @@ private slots:
         QFETCH(bool, offered);
         const QString folder = m_folder->path("firmware");
         for (const QString &f : files)
-            touch(folder + '/' + f);
+            writeFile(folder + '/' + f, "image");
         QDir(folder).mkdir("d-V9.99-y.bin"); // folders never count
         QCOMPARE(OpenDlg::bestFirmware(folder).second, best);
         FakeDriver::setDeviceInfo(infoRecord(uint16_t(deviceFirmware)));
@@ -360,7 +340,7 @@ private slots:
         for (int ch : open)
             QVERIFY(initChannel(ch, 0));
         FakeDriver::clearCalls();
-        failStep(failing);
+        FakeDriver::fail(failing);
         QStringList log;
         ModalAnswer answer(clickIn<ParaDialog>("btnConfirm", [](ParaDialog *p) { QVERIFY(!p->savesAllChannels()); }));
         const bool ok = DeviceActions::applyChannelParameters(nullptr, [&](const QString &line) { log << line; });
@@ -488,8 +468,7 @@ private slots:
         Prompt::clearShown();
         setLanguageCode(0);
         m_source = m_tmp.path() + "/hd2-V2.20-0301.bin";
-        QFile f(m_source);
-        QVERIFY(f.open(QIODevice::WriteOnly) && f.write("NEW IMAGE") == 9);
+        QVERIFY(writeFile(m_source, "NEW IMAGE"));
         m_volumes = { qMakePair(QString("System"), QString("/")) };
         m_listings = m_quits = 0;
         UpdateDlg::setVolumeLister([this] {
@@ -519,9 +498,7 @@ private slots:
         setLanguageCode(language);
         QTemporaryDir oldDrive, newDrive;
         m_volumes << qMakePair(QString("CRP DISABLD"), oldDrive.path()); // mounted before: never written
-        QFile old(newDrive.path() + "/firmware.bin");
-        QVERIFY(old.open(QIODevice::WriteOnly) && old.write("OLD IMAGE, LONGER") > 0);
-        old.close();
+        QVERIFY(writeFile(newDrive.path() + "/firmware.bin", "OLD IMAGE, LONGER"));
         QVERIFY(::openDevice(41, 0, 0));
         UpdateDlg dlg("V2.10", m_source, 0);
         startUpgrade(dlg);
@@ -534,7 +511,7 @@ private slots:
         QVERIFY(Prompt::shown().isEmpty() && m_quits == 0);
         m_volumes << qMakePair(QString("NXP CRP DISABLD"), newDrive.path());
         dlg.timer();
-        QCOMPARE(fileBytes(newDrive.path() + "/firmware.bin"), QByteArray("NEW IMAGE"));
+        QCOMPARE(readFile(newDrive.path() + "/firmware.bin"), QByteArray("NEW IMAGE"));
         QVERIFY(!QFile::exists(oldDrive.path() + "/firmware.bin"));
         QCOMPARE(Prompt::shownKinds(), QList<Prompt::Kind> { Prompt::Kind::Information });
         QCOMPARE(shownBox(), QString(language ? "tip|Firmware upgrade successfully, please reinsert or unplug the device and restart the software!"

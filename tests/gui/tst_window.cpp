@@ -46,11 +46,7 @@ ModelItem frame(uint ch, uint dir, const QString &id, const QString &data = "x| 
     return m;
 }
 
-QStringList fileLines(const QString &path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()).split('\n', Qt::SkipEmptyParts) : QStringList();
-}
+QStringList fileLines(const QString &path) { return QString::fromUtf8(readFile(path)).split('\n', Qt::SkipEmptyParts); }
 
 void startWindow(std::unique_ptr<MainWindow> &window)
 {
@@ -497,9 +493,7 @@ private slots:
         QFETCH(int, mode);
         QFETCH(int, interval);
         if (!stored.isEmpty()) {
-            QFile f(storePath());
-            QVERIFY(f.open(QIODevice::WriteOnly) && f.write(stored) == stored.size());
-            f.close();
+            QVERIFY(writeFile(storePath(), stored));
             SettingsStore::load(storePath());
         }
         fileDlg dlg;
@@ -549,9 +543,7 @@ private slots:
         QFETCH(bool, ok);
         QFETCH(bool, hint);
         QFETCH(QString, field);
-        QFile old(m_dir->filePath("old.csv"));
-        QVERIFY(old.open(QIODevice::WriteOnly) && old.write("1,=\"10:00:00.000\",rows from last time\n") > 0);
-        old.close();
+        QVERIFY(writeFile(m_dir->filePath("old.csv"), "1,=\"10:00:00.000\",rows from last time\n"));
         savefileDlg dlg;
         dlg.show();
         QVERIFY(QTest::qWaitForWindowExposed(&dlg));

@@ -15,17 +15,6 @@ void openFake()
     QVERIFY(openDevice(41, 0, 0));
     FakeDriver::clearCalls();
 }
-QByteArray fileBytes(const QString &path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
-}
-void writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    f.write(bytes);
-}
 } // namespace
 
 class DeviceLayerTest : public QObject {
@@ -87,10 +76,7 @@ private slots:
         QFETCH(int, which);
         QFETCH(QString, failing);
         openFake();
-        if (failing.startsWith("SetValue:"))
-            FakeDriver::setPropertyResult(failing.mid(9), 0);
-        else if (!failing.isEmpty())
-            FakeDriver::setResult(failing, 0);
+        FakeDriver::fail(failing);
         const bool ok = which == 0 ? setBaudRate(7, 14, 2)
             : which == 1           ? setCustomBaudRate(0, "a,b;c")
             : which == 2           ? setTerminalResistance(5, 120)
@@ -245,20 +231,20 @@ private slots:
         QTEST(SettingsStore::snapshot().size(), "entries");
         QTEST(SettingsStore::value("ch1paramABIT1", "def"), "abit1");
         QTEST(SettingsStore::snapshot().value("ch1paramABIT1"), "abit1"); // a default is kept in memory ...
-        QCOMPARE(fileBytes(m_file), content); // ... and never written by reading
+        QCOMPARE(readFile(m_file), content); // ... and never written by reading
     }
 
     void savingAndWriteNow()
     {
         SettingsStore::load(m_file);
         SettingsStore::save();
-        QCOMPARE(fileBytes(m_file), QByteArray(""));
+        QCOMPARE(readFile(m_file), QByteArray(""));
         SettingsStore::setValue("b", "2");
         SettingsStore::setValue("B", "x");
         SettingsStore::setValue("a", QString());
-        QCOMPARE(fileBytes(m_file), QByteArray(""));
+        QCOMPARE(readFile(m_file), QByteArray(""));
         SettingsStore::setValue("c", "中文", true);
-        QCOMPARE(fileBytes(m_file), QString("B,x;a,;b,2;c,中文").toUtf8());
+        QCOMPARE(readFile(m_file), QString("B,x;a,;b,2;c,中文").toUtf8());
         QFile::remove(m_file);
         SettingsStore::setValue("c", "中文", true); // unchanged, written all the same
         QVERIFY(QFile::exists(m_file));

@@ -290,8 +290,7 @@ private slots:
         QTEST(errors, "errors");
         QTEST(SettingsStore::value("recvIDAdd", "?"), "after");
         if (armed == "1" && steps.count(' ')) { // disarming is saved at once
-            QFile file(SettingsStore::path());
-            QVERIFY(file.open(QIODevice::ReadOnly) && file.readAll().contains("recvIDAdd,0"));
+            QVERIFY(readFile(SettingsStore::path()).contains("recvIDAdd,0"));
         }
     }
 };

@@ -59,12 +59,10 @@ class tst_SendThread : public QObject {
     QTemporaryDir m_dir;
     int m_files = 0;
 
-    QString writeFile(const QStringList &rows)
+    QString csvFile(const QStringList &rows)
     {
         const QString path = m_dir.filePath(QString("frames%1.csv").arg(++m_files));
-        QFile file(path);
-        if (file.open(QIODevice::WriteOnly))
-            file.write(("序号,系统时间,时间标识,通道,收/发,ID,Frame,类型,DLC,CAN-FD,数据\n" + rows.join('\n') + '\n').toUtf8());
+        writeFile(path, ("序号,系统时间,时间标识,通道,收/发,ID,Frame,类型,DLC,CAN-FD,数据\n" + rows.join('\n') + '\n').toUtf8());
         return path;
     }
     void run(sendThread &t, Recorder &rec, int ends = 1)
@@ -282,7 +280,7 @@ private slots:
         QStringList rows;
         for (int i = 0; i < times.size(); ++i)
             rows << stdRow(times[i], QString("0x00%1").arg(i + 1));
-        const QString path = writeFile(rows);
+        const QString path = csvFile(rows);
         sendThread t(1);
         Recorder rec(t);
         t.setFileSend(path, repeat, interval, 0);
@@ -329,7 +327,7 @@ private slots:
         QFETCH(uint, fileChannel);
         QFETCH(QString, row);
         QFETCH(QString, sent);
-        const QString path = writeFile({ row });
+        const QString path = csvFile({ row });
         sendThread t(0);
         Recorder rec(t);
         t.setFileSend(path, 1, 0, fileChannel);
@@ -362,7 +360,7 @@ private slots:
         QFETCH(int, repeat);
         QFETCH(QString, lines);
         setLanguageCode(lang);
-        const QString path = exists ? writeFile({ stdRow("10:00:00.000", "0x001") }) : m_dir.filePath("no such file.csv");
+        const QString path = exists ? csvFile({ stdRow("10:00:00.000", "0x001") }) : m_dir.filePath("no such file.csv");
         sendThread t(1);
         Recorder rec(t);
         t.setFileSend(path, repeat, 0, 2);
