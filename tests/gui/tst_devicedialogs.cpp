@@ -354,15 +354,6 @@ private slots:
         QCOMPARE(shownBox(), warning);
     }
 
-    void applyWithoutOpenChannel()
-    {
-        setLanguageCode(2);
-        ModalAnswer answer(clickIn<ParaDialog>("btnConfirm"));
-        QVERIFY(!DeviceActions::applyChannelParameters(nullptr, [](const QString &) { QFAIL("nothing is logged"); }));
-        QCOMPARE(answer.count(), 0);
-        QCOMPARE(shownBox(), QString("warning|The device is not opened!"));
-    }
-
     void filterRows_data()
     {
         // added: "kind start end" in hex; rows: table texts, then "=" and the text read back

@@ -323,8 +323,9 @@ private slots:
     void siftSearch_data()
     {
         columns<bool, bool, QStringList>({ "caseSensitive", "whole", "listed" });
-        QTest::newRow("neither") << false << false << QStringList { "xAbx", "ab", "AB" };
-        QTest::newRow("case only") << true << false << QStringList { "ab" };
+        QTest::newRow("neither") << false << false << QStringList { "xAbx", "ab", "AB", "abx" };
+        QTest::newRow("whole only") << false << true << QStringList { "ab", "AB" };
+        QTest::newRow("case only") << true << false << QStringList { "ab", "abx" };
         QTest::newRow("both") << true << true << QStringList { "ab" };
     }
     void siftSearch()
@@ -332,7 +333,7 @@ private slots:
         QFETCH(bool, caseSensitive);
         QFETCH(bool, whole);
         SiftDialog *sift = w->siftDialog();
-        sift->fill({ "xAbx", "ab", "AB", "zz" }, 5);
+        sift->fill({ "xAbx", "ab", "AB", "zz", "abx" }, 5);
         child<QCheckBox>(sift, "caseCheck")->setChecked(caseSensitive);
         child<QCheckBox>(sift, "wholeCheck")->setChecked(whole);
         QTest::keyClicks(child<QLineEdit>(sift, "searchEdit"), "ab");

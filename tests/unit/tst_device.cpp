@@ -1,5 +1,5 @@
 // The device layer against the recording fake driver (call order, arguments,
-// record bytes), the settings store on real files, and the catalogues.
+// record bytes), the settings store on real files, and the translation sources.
 #include "AppPaths.h"
 #include "DeviceLayer.h"
 #include "FakeDriver.h"
@@ -305,17 +305,6 @@ private slots:
         QVERIFY2(problems.isEmpty(), qPrintable(problems.join('\n')));
         for (auto it = areas.cbegin(); it != areas.cend(); ++it)
             QVERIFY2(it.value().size() == 3, qPrintable(it.key() + " lacks a language"));
-    }
-
-    void compiledCatalogues()
-    {
-        const QStringList expected = { "设备已关闭！", "設備已關閉！", "Device closed!" };
-        const QStringList names = { "CN.qm", "CNF.qm", "EN.qm" };
-        for (int i = 0; i < 3; ++i) {
-            QTranslator t;
-            QVERIFY(t.load(QCoreApplication::applicationDirPath() + "/language/" + names[i]));
-            QCOMPARE(t.translate("MainWindow", "设备已关闭！"), expected[i]);
-        }
     }
 };
 

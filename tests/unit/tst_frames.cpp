@@ -144,19 +144,15 @@ private slots:
         } else if (kind == FdRx) {
             const CanFdReceiveRecord r[2] = { FakeDriver::canFdRecord(7, {}), FakeDriver::canFdRecord(idWord, data, uint8_t(flags), stamp) };
             rx.buildCanFdBatch(r, 2);
-        } else if (kind == ClassicTx) {
-            CanTransmitRecord r[2] = {};
-            r[1].id = idWord;
-            r[1].length = uint8_t(data.size());
-            std::memcpy(r[1].data, data.constData(), size_t(data.size()));
-            tx.buildCanBatch(r, 2, 2);
         } else {
-            CanFdTransmitRecord r[2] = {};
-            r[1].id = idWord;
-            r[1].length = uint8_t(data.size());
-            r[1].flags = uint8_t(flags);
-            std::memcpy(r[1].data, data.constData(), size_t(data.size()));
-            tx.buildCanFdBatch(r, 2, 2);
+            CanTransmitRecord c[2] = {};
+            CanFdTransmitRecord f[2] = {};
+            c[1].id = f[1].id = idWord;
+            c[1].length = f[1].length = uint8_t(data.size());
+            f[1].flags = uint8_t(flags);
+            std::memcpy(f[1].data, data.constData(), size_t(data.size()));
+            std::memcpy(c[1].data, data.constData(), std::min(sizeof c[1].data, size_t(data.size())));
+            kind == ClassicTx ? tx.buildCanBatch(c, 2, 2) : tx.buildCanFdBatch(f, 2, 2);
         }
         const QList<ModelItem> items = takePendingFrames();
         QCOMPARE(items.size(), 2);

@@ -313,7 +313,7 @@ private slots:
             QCOMPARE(rest[i].id, uint32_t(i + 1));
     }
 
-    void unplugReplugAndBootLoader()
+    void unplugAndReplug()
     {
         QVERIFY(openBus());
         const uint32_t device = deviceState().deviceHandle, h0 = handle(0), h1 = handle(1);
@@ -331,15 +331,12 @@ private slots:
         QCOMPARE(kx().ReceiveCan(h1, buffer, 4, 10), 0u);
         QVERIFY(handle(0) == h0 && handle(1) == h1);
 
+        // Plugged in again: the queued frame is lost, the handles carry traffic again.
         SimControl::replug();
         QCOMPARE(kx().GetDeviceStatus(device), 2u);
         QVERIFY(collect<CanReceiveRecord>(1).isEmpty());
         QCOMPARE(kx().TransmitCan(h0, &r, 1), 1u);
         QCOMPARE(collect<CanReceiveRecord>(1, 1).size(), 1);
-
-        // Into the boot loader: the adapter drops off until plugged in again.
-        QVERIFY(updateDevice(0));
-        QVERIFY(kx().GetDeviceStatus(device) != 2);
     }
 
     void busRateLimit_data()
