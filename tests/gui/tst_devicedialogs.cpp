@@ -462,17 +462,19 @@ private slots:
         FakeDriver::uninstall();
     }
 
-    void copiesOntoNewDrive_data()
+    void upgradeOntoBootDrive_data()
     {
-        // appearsAfter: attempts before the boot drive shows up
-        columns<int, int>({ "language", "appearsAfter" });
-        QTest::newRow("at once") << 0 << 0;
-        QTest::newRow("at the last attempt, replacing firmware.bin") << 2 << 14;
+        // drive: attempts before the boot drive shows up; one that cannot take the file shows up at the 5th
+        columns<int, int, QString>({ "language", "drive", "box" });
+        QTest::newRow("at once") << 0 << 0 << "提示|固件升级成功，请重新插拔设备并重启软件！";
+        QTest::newRow("at the last attempt, replacing firmware.bin")
+            << 2 << 14 << "tip|Firmware upgrade successfully, please reinsert or unplug the device and restart the software!";
+        QTest::newRow("unwritable drive: fails after fifteen attempts") << 0 << -1 << "错误|固件升级失败，请重新插拔设备并重启软件！";
     }
-    void copiesOntoNewDrive()
+    void upgradeOntoBootDrive()
     {
         QFETCH(int, language);
-        QFETCH(int, appearsAfter);
+        QFETCH(int, drive);
         setLanguageCode(language);
         QTemporaryDir oldDrive, newDrive;
         m_volumes << qMakePair(QString("CRP DISABLD"), oldDrive.path()); // mounted before: never written
@@ -484,38 +486,21 @@ private slots:
                                                                         : "警告：升级固件中，请勿关闭此界面及拔出设备。"));
         dlg.close(); // no way out while the adapter restarts
         QVERIFY(dlg.isVisible());
-        for (int i = 0; i < appearsAfter; ++i)
-            dlg.timer();
-        QVERIFY(Prompt::shown().isEmpty() && m_quits == 0);
-        m_volumes << qMakePair(QString("NXP CRP DISABLD"), newDrive.path());
-        dlg.timer();
-        QCOMPARE(readFile(newDrive.path() + "/firmware.bin"), QByteArray("NEW IMAGE"));
-        QVERIFY(!QFile::exists(oldDrive.path() + "/firmware.bin"));
-        QCOMPARE(Prompt::shownKinds(), QList<Prompt::Kind> { Prompt::Kind::Information });
-        QCOMPARE(shownBox(), QString(language ? "tip|Firmware upgrade successfully, please reinsert or unplug the device and restart the software!"
-                                              : "提示|固件升级成功，请重新插拔设备并重启软件！"));
-        QCOMPARE(m_quits, 1);
-    }
-
-    void givesUpAfterFifteenAttempts()
-    {
-        QTemporaryDir oldDrive;
-        m_volumes << qMakePair(QString("CRP DISABLD"), oldDrive.path());
-        QVERIFY(::openDevice(41, 0, 0));
-        UpdateDlg dlg("V2.10", m_source, 0);
-        startUpgrade(dlg);
-        for (int i = 1; i <= 15; ++i) { // from the 5th attempt a drive appears that cannot take the file
-            if (i == 5)
+        for (int i = 1; i <= (drive < 0 ? 15 : drive); ++i) {
+            if (i == 5 && drive < 0)
                 m_volumes << qMakePair(QString("CRP DISABLD"), m_tmp.path() + "/missing/drive");
             dlg.timer();
             QCOMPARE(dlg.findChild<QProgressBar *>()->value(), i);
         }
         QVERIFY(Prompt::shown().isEmpty() && m_quits == 0);
+        if (drive >= 0)
+            m_volumes << qMakePair(QString("NXP CRP DISABLD"), newDrive.path());
         dlg.timer();
-        QCOMPARE(dlg.attempts(), 16);
-        QCOMPARE(Prompt::shownKinds(), QList<Prompt::Kind> { Prompt::Kind::Critical });
-        QCOMPARE(m_quits, 1);
+        QCOMPARE(readFile(newDrive.path() + "/firmware.bin"), QByteArray(drive < 0 ? "OLD IMAGE, LONGER" : "NEW IMAGE"));
         QVERIFY(!QFile::exists(oldDrive.path() + "/firmware.bin"));
+        QCOMPARE(Prompt::shownKinds(), QList<Prompt::Kind> { drive < 0 ? Prompt::Kind::Critical : Prompt::Kind::Information });
+        QTEST(shownBox(), "box");
+        QCOMPARE(m_quits, 1);
     }
 };
 
