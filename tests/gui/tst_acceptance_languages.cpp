@@ -54,11 +54,9 @@ private slots:
 
     void switchLanguage_data()
     {
-        QTest::addColumn<QString>("action");
-        // multi-send menu, device menu, file send, merge, log pane, channel 1 panel, reset, live save, frame format
-        columns<QString, QString>({ "texts", "header" });
-        // standard, extended, data, remote, CAN FD with bit-rate switch
-        QTest::addColumn<QStringList>("frameTexts");
+        // texts: multi-send menu, device menu, file send, merge, log pane, channel 1 panel, reset, live save, frame format;
+        // frameTexts: standard, extended, data, remote, CAN FD with bit-rate switch
+        columns<QString, QString, QString, QStringList>({ "action", "texts", "header", "frameTexts" });
         QTest::newRow("English") << "actionEnglish"
                                  << "Multiple Transmiter(&T)|Device Manage(&O)|Fie Transmiter(&F)|Merge list data(&M)|Operation Log|Channel 1 Send|Reset Count|Real-time Save|Standard Frame"
                                  << "index|system time|time stamp|channel|Rx/Tx|ID|Frame|type|DLC|CAN-FD|data"
@@ -91,7 +89,7 @@ private slots:
 
         // ... and every node's next frame arrives in the new one.
         auto newFrame = [this, before](const char *id) {
-            const QStringList row = newestRow(rows(w), QLatin1String(id));
+            const QStringList row = newestRow(rows(w), id);
             return indexOf(row) > before + 50 ? row : QStringList();
         };
         QTRY_VERIFY_WITH_TIMEOUT(!newFrame("0x7DF").isEmpty() && !newFrame("0x01CEBA55").isEmpty(), 3000);
