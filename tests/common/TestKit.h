@@ -1,6 +1,6 @@
 #pragma once
-// Small helpers shared by the widget tests: finding and clicking children,
-// answering modal dialogs, switching the language, reading recorded boxes.
+// Small helpers shared by the tests: data columns, files, finding and clicking
+// children, answering modal dialogs, switching the language, recorded boxes.
 #include "DeviceLayer.h"
 #include "ModelItem.h"
 #include "Prompt.h"
