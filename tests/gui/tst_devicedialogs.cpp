@@ -161,6 +161,7 @@ private slots:
         QTest::newRow("first") << 0 << -1 << QStringList { "InitChannel(1,0)", "StartChannel(256)" };
         QTest::newRow("second") << 1 << -1 << QStringList { "InitChannel(1,1)", "StartChannel(257)" };
         QTest::newRow("2 = both") << 2 << -1 << QStringList { "InitChannel(1,0)", "StartChannel(256)", "InitChannel(1,1)", "StartChannel(257)" };
+        QTest::newRow("3 = both") << 3 << -1 << QStringList { "InitChannel(1,0)", "StartChannel(256)", "InitChannel(1,1)", "StartChannel(257)" };
         QTest::newRow("open-all with channel 1 open") << 9 << 0 << QStringList { "InitChannel(1,1)", "StartChannel(257)" };
     }
     void openChSelectors()
@@ -234,6 +235,7 @@ private slots:
         QTest::newRow("only firmware.bin, 0x211 current") << QStringList { "firmware.bin" } << 0x211 << "firmware.bin" << false;
         QTest::newRow("x-V2.20-y wins") << QStringList { "firmware.bin", "x-V2.20-y.bin" } << 0x211 << "x-V2.20-y.bin" << true;
         QTest::newRow("no V ignored") << QStringList { "x-2.20-y.bin" } << 0x211 << "firmware.bin" << false;
+        QTest::newRow("two fields ignored") << QStringList { "x-V2.20.bin" } << 0x211 << "firmware.bin" << false;
         QTest::newRow("four fields ignored") << QStringList { "a-b-V2.20-y.bin" } << 0x211 << "firmware.bin" << false;
         QTest::newRow("newest of several") << QStringList { "a-V2.12-y.bin", "b-V3.01-y.bin", "c-V2.90-y.bin" } << 0x211 << "b-V3.01-y.bin" << true;
     }

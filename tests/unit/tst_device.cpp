@@ -218,6 +218,7 @@ private slots:
         QTest::newRow("empty line") << QByteArray("") << QByteArray() << "def" << 0;
         QTest::newRow("two entries") << QByteArray("ch1paramABIT1,13;ch1paramABIT2,3") << QByteArray() << "13" << 2;
         QTest::newRow("trailing semicolon") << QByteArray("ch1paramABIT1,13;") << QByteArray() << "def" << 0;
+        QTest::newRow("malformed first") << QByteArray("nocomma;ch1paramABIT1,13") << QByteArray() << "def" << 0;
         QTest::newRow("malformed last") << QByteArray("ch1paramABIT1,13;a,b,c") << QByteArray() << "def" << 0;
         QTest::newRow("later duplicate wins") << QByteArray("ch1paramABIT1,1;ch1paramABIT1,2") << QByteArray() << "2" << 1;
         QTest::newRow("only first line") << QByteArray("ch1paramABIT1,4\nzz,9") << QByteArray() << "4" << 1;
