@@ -1,6 +1,7 @@
 #include "FakeDriver.h"
 
 #include "DeviceLayer.h"
+#include "SimulatedAdapter.h"
 
 #include <QElapsedTimer>
 #include <QHash>
@@ -16,7 +17,7 @@ namespace {
         QMutex lock;
         QElapsedTimer clock;
         QList<Call> calls;
-        QHash<QString, uint32_t> results;
+        QHash<QString, uint32_t> results, propertyResults;
         QHash<QString, QList<uint32_t>> queued;
         std::deque<std::vector<CanReceiveRecord>> canReads[2];
         std::deque<std::vector<CanFdReceiveRecord>> fdReads[2];
@@ -29,65 +30,40 @@ namespace {
         return s;
     }
 
-    const QHash<QString, uint32_t> &defaults()
-    {
-        static const QHash<QString, uint32_t> d = {
-            { QStringLiteral("OpenDevice"), 1 },
-            { QStringLiteral("CloseDevice"), 1 },
-            { QStringLiteral("GetDeviceInfo"), 1 },
-            { QStringLiteral("GetDeviceStatus"), 2 },
-            { QStringLiteral("StartChannel"), 1 },
-            { QStringLiteral("ResetChannel"), 1 },
-            { QStringLiteral("TransmitCan"), 1 },
-            { QStringLiteral("TransmitCanFd"), 1 },
-            { QStringLiteral("GetPropertyInterface"), 1 },
-            { QStringLiteral("UpdateDevice"), 1 },
-            { QStringLiteral("SetArbitrationBaud"), 1 },
-            { QStringLiteral("SetDataBaud"), 1 },
-            { QStringLiteral("SetCanFdStandard"), 1 },
-            { QStringLiteral("ResetDriver"), 0 },
-            { QStringLiteral("SetValue"), 1 },
-        };
-        return d;
-    }
-
-    // Records the call and returns its scripted answer; the caller holds no lock.
+    // Records the call and returns its scripted answer, else `fallback`.
     uint32_t record(Call call, uint32_t fallback)
     {
         State &s = state();
         QMutexLocker lock(&s.lock);
         call.nsecs = s.clock.nsecsElapsed();
         const QString name = call.name;
+        const QString path = call.path;
         s.calls.append(std::move(call));
         auto q = s.queued.find(name);
         if (q != s.queued.end() && !q->isEmpty())
             return q->takeFirst();
-        auto r = s.results.constFind(name);
-        if (r != s.results.cend())
-            return r.value();
-        return defaults().value(name, fallback);
+        if (name == QLatin1String("SetValue") && s.propertyResults.contains(path))
+            return s.propertyResults.value(path);
+        return s.results.value(name, fallback);
     }
 
-    int channelOf(uint32_t handle)
-    {
-        if (handle == channelHandle(0))
-            return 0;
-        if (handle == channelHandle(1))
-            return 1;
-        return -1;
-    }
-
-    Call makeCall(const char *name, std::initializer_list<quint64> args)
+    Call makeCall(const char *name, std::initializer_list<quint64> args, const void *bytes = nullptr, size_t size = 0)
     {
         Call c;
         c.name = QString::fromLatin1(name);
         c.args = QVector<quint64>(args);
+        if (bytes)
+            c.records = QByteArray(static_cast<const char *>(bytes), int(size));
         return c;
     }
 
     template <typename Record>
-    uint32_t takeRead(std::deque<std::vector<Record>> &reads, Record *buffer, uint32_t capacity)
+    uint32_t takeRead(uint32_t handle, std::deque<std::vector<Record>> (&all)[2], Record *buffer, uint32_t capacity)
     {
+        if (handle != channelHandle(0) && handle != channelHandle(1))
+            return 0;
+        QMutexLocker lock(&state().lock);
+        auto &reads = all[handle - channelHandle(0)];
         if (reads.empty() || !buffer)
             return 0;
         std::vector<Record> &front = reads.front();
@@ -107,103 +83,51 @@ namespace {
         c.value = QString::fromUtf8(value);
         return record(c, 1);
     }
-
     const char *KX_CALL getValue(const char *) { return ""; }
-
     PropertyInterface g_property = { setValue, getValue };
 
-    uint32_t KX_CALL openDevice(uint32_t type, uint32_t index, uint32_t reserved)
-    {
-        return record(makeCall("OpenDevice", { type, index, reserved }), 1);
-    }
+    Call named(const char *name, std::initializer_list<quint64> args) { return makeCall(name, args); }
 
-    uint32_t KX_CALL closeDevice(uint32_t device) { return record(makeCall("CloseDevice", { device }), 1); }
-
-    uint32_t KX_CALL getDeviceInfo(uint32_t device, DeviceInfoRecord *info)
+    uint32_t KX_CALL openDevice(uint32_t t, uint32_t i, uint32_t r) { return record(named("OpenDevice", { t, i, r }), 1); }
+    uint32_t KX_CALL closeDevice(uint32_t d) { return record(named("CloseDevice", { d }), 1); }
+    uint32_t KX_CALL getDeviceInfo(uint32_t d, DeviceInfoRecord *info)
     {
-        const uint32_t result = record(makeCall("GetDeviceInfo", { device }), 1);
-        if (info) {
-            QMutexLocker lock(&state().lock);
-            *info = state().info;
-        }
+        const uint32_t result = record(named("GetDeviceInfo", { d }), 1);
+        QMutexLocker lock(&state().lock);
+        *info = state().info;
         return result;
     }
-
-    uint32_t KX_CALL getDeviceStatus(uint32_t device) { return record(makeCall("GetDeviceStatus", { device }), 2); }
-
-    uint32_t KX_CALL initChannel(uint32_t device, uint32_t channel, ChannelInitRecord *init)
+    uint32_t KX_CALL getDeviceStatus(uint32_t d) { return record(named("GetDeviceStatus", { d }), 2); }
+    uint32_t KX_CALL initChannel(uint32_t d, uint32_t ch, ChannelInitRecord *r)
     {
-        Call c = makeCall("InitChannel", { device, channel });
-        if (init)
-            c.records = QByteArray(reinterpret_cast<const char *>(init), sizeof *init);
-        return record(c, channelHandle(channel));
+        return record(makeCall("InitChannel", { d, ch }, r, sizeof *r), channelHandle(ch));
     }
-
-    uint32_t KX_CALL startChannel(uint32_t handle) { return record(makeCall("StartChannel", { handle }), 1); }
-
-    uint32_t KX_CALL resetChannel(uint32_t handle) { return record(makeCall("ResetChannel", { handle }), 1); }
-
-    uint32_t KX_CALL transmitCan(uint32_t handle, CanTransmitRecord *records, uint32_t count)
+    uint32_t KX_CALL startChannel(uint32_t h) { return record(named("StartChannel", { h }), 1); }
+    uint32_t KX_CALL resetChannel(uint32_t h) { return record(named("ResetChannel", { h }), 1); }
+    uint32_t KX_CALL transmitCan(uint32_t h, CanTransmitRecord *r, uint32_t n)
     {
-        Call c = makeCall("TransmitCan", { handle, count });
-        if (records)
-            c.records = QByteArray(reinterpret_cast<const char *>(records), int(count * sizeof(CanTransmitRecord)));
-        return record(c, 1);
+        return record(makeCall("TransmitCan", { h, n }, r, n * sizeof *r), 1);
     }
-
-    uint32_t KX_CALL transmitCanFd(uint32_t handle, CanFdTransmitRecord *records, uint32_t count)
+    uint32_t KX_CALL transmitCanFd(uint32_t h, CanFdTransmitRecord *r, uint32_t n)
     {
-        Call c = makeCall("TransmitCanFd", { handle, count });
-        if (records)
-            c.records = QByteArray(reinterpret_cast<const char *>(records), int(count * sizeof(CanFdTransmitRecord)));
-        return record(c, 1);
+        return record(makeCall("TransmitCanFd", { h, n }, r, n * sizeof *r), 1);
     }
-
-    uint32_t KX_CALL receiveCan(uint32_t handle, CanReceiveRecord *buffer, uint32_t capacity, int32_t waitMs)
+    uint32_t KX_CALL receiveCan(uint32_t h, CanReceiveRecord *buffer, uint32_t capacity, int32_t wait)
     {
-        const quint64 wait = quint64(qint64(waitMs));
-        record(makeCall("ReceiveCan", { handle, capacity, wait }), 0);
-        const int ch = channelOf(handle);
-        if (ch < 0)
-            return 0;
-        QMutexLocker lock(&state().lock);
-        return takeRead(state().canReads[ch], buffer, capacity);
+        record(named("ReceiveCan", { h, capacity, quint64(qint64(wait)) }), 0);
+        return takeRead(h, state().canReads, buffer, capacity);
     }
-
-    uint32_t KX_CALL receiveCanFd(uint32_t handle, CanFdReceiveRecord *buffer, uint32_t capacity, int32_t waitMs)
+    uint32_t KX_CALL receiveCanFd(uint32_t h, CanFdReceiveRecord *buffer, uint32_t capacity, int32_t wait)
     {
-        const quint64 wait = quint64(qint64(waitMs));
-        record(makeCall("ReceiveCanFd", { handle, capacity, wait }), 0);
-        const int ch = channelOf(handle);
-        if (ch < 0)
-            return 0;
-        QMutexLocker lock(&state().lock);
-        return takeRead(state().fdReads[ch], buffer, capacity);
+        record(named("ReceiveCanFd", { h, capacity, quint64(qint64(wait)) }), 0);
+        return takeRead(h, state().fdReads, buffer, capacity);
     }
-
-    PropertyInterface *KX_CALL getPropertyInterface(uint32_t device)
-    {
-        return record(makeCall("GetPropertyInterface", { device }), 1) ? &g_property : nullptr;
-    }
-
-    uint32_t KX_CALL updateDevice(uint32_t device) { return record(makeCall("UpdateDevice", { device }), 1); }
-
-    uint32_t KX_CALL setArbitrationBaud(uint32_t device, uint32_t channel, uint32_t value)
-    {
-        return record(makeCall("SetArbitrationBaud", { device, channel, value }), 1);
-    }
-
-    uint32_t KX_CALL setDataBaud(uint32_t device, uint32_t channel, uint32_t value)
-    {
-        return record(makeCall("SetDataBaud", { device, channel, value }), 1);
-    }
-
-    uint32_t KX_CALL setCanFdStandard(uint32_t device, uint32_t channel, uint32_t value)
-    {
-        return record(makeCall("SetCanFdStandard", { device, channel, value }), 1);
-    }
-
-    uint32_t KX_CALL resetDriver() { return record(makeCall("ResetDriver", {}), 0); }
+    PropertyInterface *KX_CALL getPropertyInterface(uint32_t d) { return record(named("GetPropertyInterface", { d }), 1) ? &g_property : nullptr; }
+    uint32_t KX_CALL updateDevice(uint32_t d) { return record(named("UpdateDevice", { d }), 1); }
+    uint32_t KX_CALL setArbitrationBaud(uint32_t d, uint32_t c, uint32_t v) { return record(named("SetArbitrationBaud", { d, c, v }), 1); }
+    uint32_t KX_CALL setDataBaud(uint32_t d, uint32_t c, uint32_t v) { return record(named("SetDataBaud", { d, c, v }), 1); }
+    uint32_t KX_CALL setCanFdStandard(uint32_t d, uint32_t c, uint32_t v) { return record(named("SetCanFdStandard", { d, c, v }), 1); }
+    uint32_t KX_CALL resetDriver() { return record(named("ResetDriver", {}), 0); }
 
     const KestrixDriver g_table = { openDevice, closeDevice, getDeviceInfo, getDeviceStatus, initChannel, startChannel,
         resetChannel, transmitCan, receiveCan, transmitCanFd, receiveCanFd, getPropertyInterface, updateDevice,
@@ -212,67 +136,76 @@ namespace {
 
 void install()
 {
-    reset();
-    installDriver(&g_table);
-}
-
-void reset()
-{
     State &s = state();
-    QMutexLocker lock(&s.lock);
-    s.clock.start();
-    s.calls.clear();
-    s.results.clear();
-    s.queued.clear();
-    for (int ch = 0; ch < 2; ++ch) {
-        s.canReads[ch].clear();
-        s.fdReads[ch].clear();
+    {
+        QMutexLocker lock(&s.lock);
+        s.clock.start();
+        s.calls.clear();
+        s.results.clear();
+        s.propertyResults.clear();
+        s.queued.clear();
+        for (int ch = 0; ch < 2; ++ch) {
+            s.canReads[ch].clear();
+            s.fdReads[ch].clear();
+        }
+        s.info = DeviceInfoRecord {};
     }
-    s.info = DeviceInfoRecord {};
+    installDriver(&g_table);
+    resetDeviceState();
 }
 
-const KestrixDriver *table() { return &g_table; }
-
-QList<Call> calls()
+void uninstall()
 {
-    QMutexLocker lock(&state().lock);
-    return state().calls;
+    resetDeviceState();
+    installDriver(simulatedDriver());
 }
 
 QList<Call> calls(const QString &name)
 {
     QMutexLocker lock(&state().lock);
     QList<Call> out;
-    for (const Call &c : qAsConst(state().calls)) {
-        if (c.name == name)
+    for (const Call &c : qAsConst(state().calls))
+        if (c.name.startsWith(name))
             out.append(c);
+    return out;
+}
+
+int callCount(const QString &name) { return calls(name).size(); }
+
+QStringList log()
+{
+    QStringList out;
+    for (const Call &c : calls()) {
+        if (c.name.startsWith(QLatin1String("Receive")))
+            continue;
+        QStringList args;
+        for (quint64 a : c.args)
+            args << QString::number(a);
+        if (c.name == QLatin1String("SetValue"))
+            args = QStringList { c.path, c.value };
+        out << c.name + QLatin1Char('(') + args.join(QLatin1Char(',')) + QLatin1Char(')');
     }
     return out;
 }
 
-int callCount(const QString &name)
+// Runs `change` on the state under its lock.
+template <typename F> void locked(F change)
 {
     QMutexLocker lock(&state().lock);
-    return int(
-        std::count_if(state().calls.cbegin(), state().calls.cend(), [&](const Call &c) { return c.name == name; }));
+    change(state());
 }
 
-void clearCalls()
-{
-    QMutexLocker lock(&state().lock);
-    state().calls.clear();
-}
+void clearCalls() { locked([](State &s) { s.calls.clear(); }); }
+void setResult(const QString &name, uint32_t value) { locked([&](State &s) { s.results.insert(name, value); }); }
+void queueResults(const QString &name, const QList<uint32_t> &values) { locked([&](State &s) { s.queued[name].append(values); }); }
+void setPropertyResult(const QString &path, uint32_t value) { locked([&](State &s) { s.propertyResults.insert(path, value); }); }
 
-void setResult(const QString &name, uint32_t value)
+void fail(const QString &operation)
 {
-    QMutexLocker lock(&state().lock);
-    state().results.insert(name, value);
-}
-
-void queueResults(const QString &name, const QList<uint32_t> &values)
-{
-    QMutexLocker lock(&state().lock);
-    state().queued[name].append(values);
+    if (operation.startsWith(QLatin1String("SetValue:")))
+        setPropertyResult(operation.mid(9), 0);
+    else if (!operation.isEmpty())
+        setResult(operation, 0);
 }
 
 uint32_t channelHandle(unsigned channel) { return 0x100u + (channel ? 1u : 0u); }
@@ -285,34 +218,20 @@ void openChannels(bool channel0, bool channel1)
     ds.channelHandle[1] = channel1 ? channelHandle(1) : 0;
 }
 
-void queueCanRead(unsigned channel, const std::vector<CanReceiveRecord> &records)
-{
-    QMutexLocker lock(&state().lock);
-    state().canReads[channel ? 1 : 0].push_back(records);
-}
-
-void queueCanFdRead(unsigned channel, const std::vector<CanFdReceiveRecord> &records)
-{
-    QMutexLocker lock(&state().lock);
-    state().fdReads[channel ? 1 : 0].push_back(records);
-}
+void queueCanRead(unsigned ch, const std::vector<CanReceiveRecord> &r) { locked([&](State &s) { s.canReads[ch ? 1 : 0].push_back(r); }); }
+void queueCanFdRead(unsigned ch, const std::vector<CanFdReceiveRecord> &r) { locked([&](State &s) { s.fdReads[ch ? 1 : 0].push_back(r); }); }
 
 int queuedReads(unsigned channel)
 {
     QMutexLocker lock(&state().lock);
-    const unsigned ch = channel ? 1 : 0;
-    return int(state().canReads[ch].size() + state().fdReads[ch].size());
+    return int(state().canReads[channel ? 1 : 0].size() + state().fdReads[channel ? 1 : 0].size());
 }
 
-void setDeviceInfo(const DeviceInfoRecord &info)
-{
-    QMutexLocker lock(&state().lock);
-    state().info = info;
-}
+void setDeviceInfo(const DeviceInfoRecord &info) { locked([&](State &s) { s.info = info; }); }
 
-CanReceiveRecord canRecord(uint32_t idWord, const QByteArray &data, quint64 timestamp)
+template <typename Record> Record received(uint32_t idWord, const QByteArray &data, quint64 timestamp)
 {
-    CanReceiveRecord r {};
+    Record r {};
     r.id = idWord;
     r.length = uint8_t(data.size());
     std::memcpy(r.data, data.constData(), std::min<size_t>(size_t(data.size()), sizeof r.data));
@@ -320,14 +239,15 @@ CanReceiveRecord canRecord(uint32_t idWord, const QByteArray &data, quint64 time
     return r;
 }
 
+CanReceiveRecord canRecord(uint32_t idWord, const QByteArray &data, quint64 timestamp)
+{
+    return received<CanReceiveRecord>(idWord, data, timestamp);
+}
+
 CanFdReceiveRecord canFdRecord(uint32_t idWord, const QByteArray &data, uint8_t flags, quint64 timestamp)
 {
-    CanFdReceiveRecord r {};
-    r.id = idWord;
-    r.length = uint8_t(data.size());
+    auto r = received<CanFdReceiveRecord>(idWord, data, timestamp);
     r.flags = flags;
-    std::memcpy(r.data, data.constData(), std::min<size_t>(size_t(data.size()), sizeof r.data));
-    r.timestamp = timestamp;
     return r;
 }
 

@@ -1,21 +1,14 @@
 #pragma once
 // A recording stand-in for the adapter's driver table. Every operation is
 // recorded with its arguments and the time it was called; answers are
-// scripted per operation, and the two receive operations hand out scripted
-// reads per channel. Safe to call from worker threads.
-//
-// Usage:
-//   FakeDriver::install();                 // installs the table, forgets everything
-//   FakeDriver::openChannels(true, true);  // handles in DeviceState, no driver calls
-//   FakeDriver::queueCanRead(0, {...});
-//   ... run the code under test ...
-//   FakeDriver::calls("TransmitCan")
-
+// scripted per operation (SetValue also per property path), and the two
+// receive operations hand out scripted reads per channel. Thread-safe.
 #include "DriverApi.h"
 
 #include <QByteArray>
 #include <QList>
 #include <QString>
+#include <QStringList>
 #include <QVector>
 #include <cstring>
 #include <vector>
@@ -23,47 +16,47 @@
 namespace FakeDriver {
 
 struct Call {
-    QString name; // the operation's name as in KestrixDriver, or "SetValue"
-    QVector<quint64> args; // its numeric arguments in order; pointers are left out
-    QByteArray records; // TransmitCan/TransmitCanFd: the records passed; GetDeviceInfo: none
-    QString path; // SetValue only
-    QString value; // SetValue only
-    qint64 nsecs = 0; // monotonic time of the call since install()/reset()
+    QString name; // as in KestrixDriver, or "SetValue"
+    QVector<quint64> args; // numeric arguments in order; pointers left out
+    QByteArray records; // TransmitCan(Fd): the records passed; InitChannel: the init record
+    QString path, value; // SetValue only
+    qint64 nsecs = 0; // monotonic time since install()
 };
 
-// Installs the fake as the driver table and resets it.
+// Installs the fake as the driver table with nothing recorded or scripted,
+// and a reset device state.
 void install();
-// Forgets calls, scripted answers and queued reads; every operation answers its default again.
-void reset();
-// The table itself, for code that wants to wrap it.
-const KestrixDriver *table();
+// Back to the built-in simulated adapter, device state reset.
+void uninstall();
 
-QList<Call> calls();
-QList<Call> calls(const QString &name);
+// The calls whose name starts with `name` ("Transmit" gives both kinds).
+QList<Call> calls(const QString &name = QString());
 int callCount(const QString &name);
 void clearCalls();
+// The calls as text, receive polls left out: "OpenDevice(41,0,0)", "SetValue(0/filter_ack,0)".
+QStringList log();
 
-// Every later call of `name` answers `value` once the queued answers are used up.
-// ReceiveCan/ReceiveCanFd answer from the queued reads instead (see below).
+// `name` answers `value` from now on, once its queued answers are used up.
 void setResult(const QString &name, uint32_t value);
-// The next calls of `name` answer these values in turn.
 void queueResults(const QString &name, const QList<uint32_t> &values);
+// SetValue on this path answers `value` from now on.
+void setPropertyResult(const QString &path, uint32_t value);
+// The operation (or "SetValue:<path>") answers 0 from now on; nothing for an empty name.
+void fail(const QString &operation);
 
-// The handle InitChannel returns for a channel index (0x100 + index).
+// Handle InitChannel returns: 0x100 + channel index. OpenDevice returns 1.
 uint32_t channelHandle(unsigned channel);
-// Marks the device and the chosen channels open in DeviceState directly.
+// Marks the device and the chosen channels open in DeviceState, no driver calls.
 void openChannels(bool channel0, bool channel1);
 
-// Each later ReceiveCan/ReceiveCanFd on that channel takes the next queued
-// read; a read larger than the capacity passed is handed out over several calls.
+// Each later ReceiveCan(Fd) on the channel takes the next queued read; a read
+// larger than the capacity passed is handed out over several calls.
 void queueCanRead(unsigned channel, const std::vector<CanReceiveRecord> &records);
 void queueCanFdRead(unsigned channel, const std::vector<CanFdReceiveRecord> &records);
 int queuedReads(unsigned channel);
 
-// The record GetDeviceInfo copies out.
 void setDeviceInfo(const DeviceInfoRecord &info);
 
-// The records of a TransmitCan/TransmitCanFd call.
 template <typename Record> QVector<Record> records(const Call &call)
 {
     QVector<Record> out(call.records.size() / int(sizeof(Record)));
@@ -72,7 +65,6 @@ template <typename Record> QVector<Record> records(const Call &call)
     return out;
 }
 
-// Record builders for scripted reads.
 CanReceiveRecord canRecord(uint32_t idWord, const QByteArray &data, quint64 timestamp = 0);
 CanFdReceiveRecord canFdRecord(uint32_t idWord, const QByteArray &data, uint8_t flags = 0, quint64 timestamp = 0);
 

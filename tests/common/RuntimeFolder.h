@@ -2,6 +2,7 @@
 // A temporary run-time folder (config/, language/ with the compiled
 // catalogues, help/, firmware/) that the program treats as its own folder.
 #include "AppPaths.h"
+#include "TestKit.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -31,18 +32,8 @@ public:
         return relative.isEmpty() ? m_dir.path() : m_dir.path() + QLatin1Char('/') + relative;
     }
 
-    void write(const QString &relative, const QByteArray &bytes) const
-    {
-        QFile f(path(relative));
-        if (f.open(QIODevice::WriteOnly | QIODevice::Truncate))
-            f.write(bytes);
-    }
-
-    QByteArray read(const QString &relative) const
-    {
-        QFile f(path(relative));
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-    }
+    void write(const QString &relative, const QByteArray &bytes) const { writeFile(path(relative), bytes); }
+    QByteArray read(const QString &relative) const { return readFile(path(relative)); }
 
 private:
     QTemporaryDir m_dir;

@@ -2,94 +2,36 @@
 // What a new user does with the main window, step by step, for the
 // acceptance tests: a fresh install folder, the real MainWindow on the
 // simulated adapter, and modal dialogs answered the way a person would.
-#include "DeviceLayer.h"
 #include "MainWindow.h"
 #include "OpenDlg.h"
 #include "ParaDialog.h"
-#include "Prompt.h"
 #include "RuntimeFolder.h"
-#include "SimControl.h"
-#include "SimulatedAdapter.h"
+#include "TestKit.h"
 
-#include <QAbstractItemModel>
 #include <QAction>
-#include <QApplication>
-#include <QCheckBox>
 #include <QComboBox>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
-#include <QPushButton>
-#include <QRegularExpression>
-#include <QStyle>
-#include <QStyleOptionButton>
 #include <QTableView>
 #include <QTextEdit>
-#include <QTimer>
-#include <QtTest>
-
-#include <functional>
 
 namespace Acceptance {
 
-// A first-time install: catalogues, company name and the simulated bus
-// nodes, no settings yet.
+// A first-time install: catalogues, company name and the simulated bus nodes, no settings yet.
 class Install : public RuntimeFolder {
 public:
-    Install()
-    {
-        QFile::copy(QCoreApplication::applicationDirPath() + QStringLiteral("/config/simulator.ini"),
-                    path(QStringLiteral("config/simulator.ini")));
-    }
+    Install() { QFile::copy(QCoreApplication::applicationDirPath() + "/config/simulator.ini", path("config/simulator.ini")); }
 };
 
-// The program as the user starts it: default driver, simulated adapter
-// fresh from the box, message boxes recorded instead of blocking.
-inline void resetProcess()
-{
-    installDriver(simulatedDriver());
-    SimControl::resetForTests();
-    resetDeviceState();
-    resetFrameCounter();
-    takePendingFrames();
-    setLanguageCode(0);
-    Prompt::recordForTests(true);
-    Prompt::clearShown();
-}
-
-template <typename T>
-T *child(const QObject *parent, const QString &name)
-{
-    T *x = parent->findChild<T *>(name);
-    if (!x)
-        qFatal("no %s named %s", T::staticMetaObject.className(), qPrintable(name));
-    return x;
-}
-
-inline void click(const QObject *parent, const QString &button)
-{
-    QTest::mouseClick(child<QAbstractButton>(parent, button), Qt::LeftButton);
-}
-
-// Ticks or unticks a check box by clicking its indicator, as a user would;
-// the middle of a stretched box may lie beyond its text.
 inline void setTicked(const QObject *parent, const QString &name, bool on)
 {
-    auto *box = child<QCheckBox>(parent, name);
-    if (box->isChecked() == on)
-        return;
-    QStyleOptionButton option;
-    option.initFrom(box);
-    const QRect indicator = box->style()->subElementRect(QStyle::SE_CheckBoxIndicator, &option, box);
-    QTest::mouseClick(box, Qt::LeftButton, Qt::NoModifier, indicator.center());
-    QVERIFY2(box->isChecked() == on, qPrintable(name));
+    ::setTicked(child<QCheckBox>(parent, name), on);
+    QVERIFY2(child<QCheckBox>(parent, name)->isChecked() == on, qPrintable(name));
 }
 
-// Runs `answer` on the next modal dialog of type T as soon as it is up.
-// Arm it before the click that opens the dialog; exec() then returns once
-// `answer` has closed it.
-template <typename T>
-void whenModal(std::function<void(T *)> answer)
+// Runs `answer` on the next modal dialog of type T as soon as it is up. Arm
+// it before the click that opens the dialog; exec() returns once `answer` closed it.
+template <typename T> void whenModal(std::function<void(T *)> answer)
 {
     auto *poll = new QTimer;
     auto *clock = new QElapsedTimer;
@@ -109,60 +51,36 @@ void whenModal(std::function<void(T *)> answer)
     poll->start(10);
 }
 
-inline QString logText(const MainWindow *w)
-{
-    return child<QTextEdit>(w, QStringLiteral("logEdit"))->toPlainText();
-}
-
-inline QString labelText(const MainWindow *w, const char *name)
-{
-    return child<QLabel>(w, QLatin1String(name))->text();
-}
-
-inline quint64 count(const MainWindow *w, const char *name)
-{
-    return labelText(w, name).toULongLong();
-}
-
-// The four count labels together: every frame the window has taken.
+inline QString logText(const MainWindow *w) { return child<QTextEdit>(w, "logEdit")->toPlainText(); }
+inline QString labelText(const MainWindow *w, const char *name) { return child<QLabel>(w, name)->text(); }
+inline quint64 count(const MainWindow *w, const char *name) { return labelText(w, name).toULongLong(); }
+// Every frame the window has counted, over the four count labels.
 inline quint64 totalCount(const MainWindow *w)
 {
-    return count(w, "labelCh1RxCount") + count(w, "labelCh1TxCount") + count(w, "labelCh2RxCount")
-        + count(w, "labelCh2TxCount");
+    return count(w, "labelCh1RxCount") + count(w, "labelCh1TxCount") + count(w, "labelCh2RxCount") + count(w, "labelCh2TxCount");
 }
-
 // A rate label reads "N/s;"; anything else gives -1.
 inline int rate(const MainWindow *w, const char *name)
 {
-    const QRegularExpressionMatch m = QRegularExpression(QStringLiteral("^(\\d+)/s;$")).match(labelText(w, name));
+    const auto m = QRegularExpression("^(\\d+)/s;$").match(labelText(w, name));
     return m.hasMatch() ? m.captured(1).toInt() : -1;
 }
 
-inline QTableView *table(const MainWindow *w)
+// The texts of every row as the table shows them; row -1 is the header.
+inline QStringList rowTexts(const MainWindow *w, int row)
 {
-    return child<QTableView>(w, QStringLiteral("tableView"));
+    const QAbstractItemModel *m = child<QTableView>(w, "tableView")->model();
+    QStringList texts;
+    for (int c = 0; c < m->columnCount(); ++c)
+        texts << (row < 0 ? m->headerData(c, Qt::Horizontal) : m->index(row, c).data()).toString();
+    return texts;
 }
-
-// The texts of every row as the table shows them.
+inline QStringList headers(const MainWindow *w) { return rowTexts(w, -1); }
 inline QList<QStringList> rows(const MainWindow *w)
 {
-    const QAbstractItemModel *m = table(w)->model();
     QList<QStringList> out;
-    for (int r = 0; r < m->rowCount(); ++r) {
-        QStringList texts;
-        for (int c = 0; c < m->columnCount(); ++c)
-            texts << m->index(r, c).data().toString();
-        out << texts;
-    }
-    return out;
-}
-
-inline QStringList headers(const MainWindow *w)
-{
-    const QAbstractItemModel *m = table(w)->model();
-    QStringList out;
-    for (int c = 0; c < m->columnCount(); ++c)
-        out << m->headerData(c, Qt::Horizontal).toString();
+    for (int r = 0; r < child<QTableView>(w, "tableView")->model()->rowCount(); ++r)
+        out << rowTexts(w, r);
     return out;
 }
 
@@ -176,25 +94,21 @@ inline QList<QStringList> rowsOf(const QList<QStringList> &all, const QString &c
     return out;
 }
 
-inline void trigger(const MainWindow *w, const char *action)
-{
-    child<QAction>(w, QLatin1String(action))->trigger();
-}
+inline void trigger(const MainWindow *w, const char *action) { child<QAction>(w, action)->trigger(); }
 
-// Device management → device operations: open the adapter, open all
-// channels with the parameters as offered (or as `choose` sets them), back
-// to the main window.
+// Device management → device operations: open the adapter, open all channels
+// with the parameters as offered (or as `choose` sets them), back to the window.
 inline void openDeviceFromMenu(MainWindow *w, std::function<void(ParaDialog *)> choose = nullptr)
 {
     whenModal<OpenDlg>([choose](OpenDlg *open) {
-        click(open, QStringLiteral("pushButton"));
+        click(open, "pushButton");
         whenModal<ParaDialog>([choose](ParaDialog *para) {
             if (choose)
                 choose(para);
-            click(para, QStringLiteral("btnConfirm"));
+            click(para, "btnConfirm");
         });
-        click(open, QStringLiteral("pushButton_2"));
-        click(open, QStringLiteral("pushButton_7"));
+        click(open, "pushButton_2");
+        click(open, "pushButton_7");
     });
     trigger(w, "actionOpenDevice");
 }
@@ -203,20 +117,45 @@ inline void openDeviceFromMenu(MainWindow *w, std::function<void(ParaDialog *)> 
 inline void setListBuffer(MainWindow *w, int frames)
 {
     trigger(w, "actionListBuffer");
-    auto *dlg = child<QDialog>(w, QStringLiteral("valueDialog"));
+    auto *dlg = child<QDialog>(w, "valueDialog");
     QTRY_VERIFY(dlg->isVisible());
-    auto *edit = child<QLineEdit>(dlg, QStringLiteral("valueEdit"));
-    edit->clear();
-    QTest::keyClicks(edit, QString::number(frames));
-    click(dlg, QStringLiteral("btnValueOK"));
+    child<QLineEdit>(dlg, "valueEdit")->clear();
+    QTest::keyClicks(child<QLineEdit>(dlg, "valueEdit"), QString::number(frames));
+    click(dlg, "btnValueOK");
 }
 
 inline void setText(const MainWindow *w, const char *edit, const QString &text)
 {
-    auto *e = child<QLineEdit>(w, QLatin1String(edit));
+    auto *e = child<QLineEdit>(w, edit);
     e->selectAll();
     QTest::keyClick(e, Qt::Key_Delete);
     QTest::keyClicks(e, text);
+}
+
+inline void setIndex(const QObject *parent, const char *combo, int index) { child<QComboBox>(parent, combo)->setCurrentIndex(index); }
+
+// Fills fields the way a user does: "name=value" sets a combo box's index, types
+// into a line edit, or ticks ("1") or unticks a check box.
+inline void setFields(const MainWindow *w, const QStringList &fields)
+{
+    for (const QString &field : fields) {
+        const QString name = field.section('=', 0, 0), value = field.section('=', 1);
+        if (auto *combo = w->findChild<QComboBox *>(name))
+            combo->setCurrentIndex(value.toInt());
+        else if (w->findChild<QLineEdit *>(name))
+            setText(w, qPrintable(name), value);
+        else
+            setTicked(w, name, value == "1");
+    }
+}
+
+// Starts the program's window, as the user does, and waits for it to show.
+inline MainWindow *startWindow(std::unique_ptr<MainWindow> &window)
+{
+    window = std::make_unique<MainWindow>();
+    window->show();
+    [&] { QVERIFY(QTest::qWaitForWindowExposed(window.get())); }();
+    return window.get();
 }
 
 } // namespace Acceptance

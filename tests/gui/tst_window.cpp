@@ -1,0 +1,569 @@
+// The main window offscreen on the simulated adapter (start-up language,
+// help menu, About box, refresh tick, send panels, list, filter and live
+// capture), and the side dialogs through their widgets.
+#include "DataDlg.h"
+#include "FileDialogs.h"
+#include "MainWindow.h"
+#include "MyTableModel.h"
+#include "RuntimeFolder.h"
+#include "SettingsStore.h"
+#include "SiftDialog.h"
+#include "TestKit.h"
+#include "fileDlg.h"
+#include "savefileDlg.h"
+#include "sendThread.h"
+
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMenu>
+#include <QSpinBox>
+#include <QStandardItemModel>
+#include <QTableView>
+#include <QTableWidget>
+#include <QTextEdit>
+#ifdef Q_OS_LINUX
+#include <sys/inotify.h>
+#include <unistd.h>
+#endif
+
+namespace {
+ModelItem frame(uint ch, uint dir, const QString &id, const QString &data = "x| 01 ")
+{
+    ModelItem m;
+    m.channel = ch;
+    m.direction = dir;
+    m.timeStamp = dir ? "0x10" : "无";
+    m.channelText = QString::number(ch + 1);
+    m.dirText = dir ? "Rx" : "Tx";
+    m.idText = id;
+    m.formatText = "标准帧";
+    m.typeText = "数据帧";
+    m.dlcText = "1";
+    m.protocolText = "CAN";
+    m.dataText = data;
+    return m;
+}
+
+QStringList fileLines(const QString &path) { return QString::fromUtf8(readFile(path)).split('\n', Qt::SkipEmptyParts); }
+
+void startWindow(std::unique_ptr<MainWindow> &window)
+{
+    freshProcess();
+    SimControl::setNodesEnabled(false);
+    window = std::make_unique<MainWindow>();
+    window->show();
+}
+
+// Closes after writing seen on a file, counted with inotify (Linux only):
+// one store write must be one write, not several ending alike.
+int countWrites(const QString &file, const std::function<void()> &action)
+{
+#ifdef Q_OS_LINUX
+    const int fd = inotify_init1(IN_NONBLOCK);
+    inotify_add_watch(fd, QFile::encodeName(QFileInfo(file).absolutePath()).constData(), IN_OPEN | IN_CLOSE_WRITE);
+    action();
+    int n = 0;
+    alignas(inotify_event) char buf[4096];
+    for (ssize_t len; (len = read(fd, buf, sizeof buf)) > 0;)
+        for (char *p = buf; p < buf + len; p += sizeof(inotify_event) + reinterpret_cast<inotify_event *>(p)->len) {
+            auto *ev = reinterpret_cast<inotify_event *>(p);
+            n += (ev->mask & IN_CLOSE_WRITE) && ev->len && QFileInfo(file).fileName() == QString::fromLocal8Bit(ev->name);
+        }
+    close(fd);
+    return n;
+#else
+    action();
+    return 1;
+#endif
+}
+} // namespace
+
+class MainWindowTest : public QObject {
+    Q_OBJECT
+    std::unique_ptr<RuntimeFolder> m_folder;
+    std::unique_ptr<MainWindow> m_window;
+
+private slots:
+    void init() { m_folder = std::make_unique<RuntimeFolder>(); }
+    void cleanup()
+    {
+        m_window.reset();
+        m_folder.reset();
+    }
+
+    void startUp_data()
+    {
+        // removed: files gone from the folder; about: the About box text
+        columns<QByteArray, QByteArray, QStringList, int, QString>({ "ini", "store", "removed", "code", "about" });
+        QTest::newRow("LAST/Sel 5 out of range, short About") << QByteArray("[LAST]\nSel=5\n") << QByteArray() << QStringList() << 0
+                                                             << "^Ostrel-V1\\.17\\nCopyright © 2023 [^,]*$";
+        QTest::newRow("stored language wins, long About") << QByteArray("[LAST]\nSel=2\n[LAST2]\nSel=1\n") << QByteArray("Language,CNF.qm") << QStringList() << 1
+                                                          << "^Ostrel-V1\\.17\\(\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}\\)\\nCopyright © 2023 .*,奧斯特爾電子科技有限公司$";
+        QTest::newRow("missing catalogue keeps the language, missing company")
+            << QByteArray("[LAST2]\nSel=1\n") << QByteArray() << QStringList { "language/EN.qm", "config/company.txt" } << 0
+            << "^Ostrel-V1\\.17\\(.*\\)\\n.*,公司名称缺失$";
+    }
+    void startUp()
+    {
+        QFETCH(QByteArray, ini);
+        QFETCH(QByteArray, store);
+        QFETCH(QStringList, removed);
+        QFETCH(QString, about);
+        m_folder->write("language/config.ini", ini);
+        if (!store.isEmpty())
+            m_folder->write("config/setdb.txt", store);
+        for (const QString &f : removed)
+            QFile::remove(m_folder->path(f));
+        startWindow(m_window);
+        if (!removed.isEmpty())
+            child<QAction>(m_window.get(), "actionEnglish")->trigger();
+        QTEST(languageCode(), "code");
+        const QStringList expected = { "多条发送(&T)", "多條發送(&T)", "Multiple Transmiter(&T)" };
+        QCOMPARE(child<QMenu>(m_window.get(), "menuMultiSend")->title(), expected.at(languageCode()));
+        child<QAction>(m_window.get(), "actionAbout")->trigger();
+        QCOMPARE(Prompt::shown().size(), 1);
+        QCOMPARE(Prompt::shown().at(0).first, QStringList({ "关于Ostrel", "關於Ostrel", "About Ostrel" }).at(languageCode()));
+        QVERIFY2(QRegularExpression(about).match(Prompt::shown().at(0).second).hasMatch(), qPrintable(Prompt::shown().at(0).second));
+    }
+
+    void helpMenuListsLowerCasePdfOnly()
+    {
+        for (const char *f : { "help/Chinese/a.PDF", "help/Chinese/b.pdf", "help/Chinese/more/c.pdf", "help/English/manual.pdf" }) {
+            QDir().mkpath(QFileInfo(m_folder->path(f)).path());
+            m_folder->write(f, "x");
+        }
+        startWindow(m_window);
+        auto pdfs = [this] {
+            QStringList names;
+            for (QAction *a : m_window->helpMenu()->actions())
+                if (a->text().endsWith("pdf", Qt::CaseInsensitive))
+                    names << a->text();
+            return names;
+        };
+        QCOMPARE(pdfs(), QStringList({ "b.pdf", "c.pdf" }));
+        child<QAction>(m_window.get(), "actionEnglish")->trigger();
+        QCOMPARE(pdfs(), QStringList({ "manual.pdf" }));
+    }
+
+    void refreshIntervalHonoured()
+    {
+        m_folder->write("config/setdb.txt", "refreshInterval,250");
+        startWindow(m_window);
+        // Timers never fire early, so the gap between two takes is a safe lower bound.
+        QList<qint64> takes;
+        QElapsedTimer clock;
+        clock.start();
+        for (int round = 0; round < 3; ++round) {
+            appendPendingFrames({ frame(0, 1, "0x1") });
+            QTRY_VERIFY_WITH_TIMEOUT(pendingFrames.isEmpty(), 3000);
+            takes << clock.elapsed();
+        }
+        QVERIFY2(takes[2] - takes[1] >= 200, qPrintable(QString::number(takes[2] - takes[1])));
+        QCOMPARE(m_window->frameModel()->rowCount(), 3);
+    }
+};
+
+class PanelsTest : public QObject {
+    Q_OBJECT
+    std::unique_ptr<RuntimeFolder> m_folder;
+    std::unique_ptr<MainWindow> m_window;
+    MainWindow *w = nullptr;
+
+    template <typename T> T *find(const QString &name) { return child<T>(w, name); }
+    QString label(const char *name) { return find<QLabel>(name)->text(); }
+    MyTableModel *model() { return w->frameModel(); }
+    void openBothChannels()
+    {
+        QVERIFY(openDevice(41, 0, 0));
+        for (unsigned ch = 0; ch < 2; ++ch)
+            QVERIFY(setCanFdStandard(ch, 0) && setBaudRate(ch, 0, 0) && initChannel(ch, 0) && startChannel(ch));
+        w->channelsOpened(true, true);
+    }
+    // Ticks the live save box and answers its dialog with a typed path and mode.
+    void startCapture(const QString &path, int mode)
+    {
+        QTimer::singleShot(0, [path, mode] {
+            if (QWidget *dlg = QApplication::activeModalWidget()) {
+                child<QLineEdit>(dlg, "lineEdit")->setText(path);
+                child<QComboBox>(dlg, "comboBox")->setCurrentIndex(mode);
+                click(dlg, "pbOk");
+            }
+        });
+        setTicked(find<QCheckBox>("checkBox"), true);
+    }
+
+private slots:
+    void init()
+    {
+        m_folder = std::make_unique<RuntimeFolder>();
+        startWindow(m_window);
+        w = m_window.get();
+        // The posted language change and the late restore of the panels run first.
+        QTRY_COMPARE(find<QLineEdit>("ch1SendDataEdit")->text(), QString("00 11 22 33 44 55 66 77"));
+        QTest::qWait(100); // a language change resets the titles, and with them any filter mark
+    }
+    void cleanup()
+    {
+        m_window.reset();
+        m_folder.reset();
+    }
+
+    void identifierRange_data()
+    {
+        // refusal: empty: sent
+        columns<int, QString, int, QString, QString>({ "language", "channel", "format", "id", "refusal" });
+        QTest::newRow("std 7FF") << 0 << "ch1" << 0 << "7FF" << "";
+        QTest::newRow("std 800") << 0 << "ch1" << 0 << "800" << "警告|发送失败，标准帧ID范围为0~0x7FF！";
+        QTest::newRow("ext 1FFFFFFF") << 0 << "ch2" << 1 << "1FFFFFFF" << "";
+        QTest::newRow("ext 20000000") << 0 << "ch1" << 1 << "20000000" << "警告|发送失败，扩展帧ID范围为0~0x1FFFFFFF！";
+        QTest::newRow("en ext") << 2 << "ch2" << 1 << "20000000" << "warning|Sending failed, expanding frame ID range from 0 to 0x1FFFFFFFF!";
+        QTest::newRow("en closed channel") << 2 << "ch2" << 0 << "1" << "warning|Channel 2 is not open!";
+    }
+    void identifierRange()
+    {
+        QFETCH(int, language);
+        QFETCH(QString, channel);
+        QFETCH(int, format);
+        QFETCH(QString, id);
+        QFETCH(QString, refusal);
+        if (!refusal.endsWith("not open!"))
+            openBothChannels();
+        setLanguageCode(language);
+        find<QComboBox>(channel + "FrameTypeCombo")->setCurrentIndex(format);
+        find<QLineEdit>(channel + "SendIDEdit")->setText(id);
+        find<QPushButton>(channel + "SendBtn")->setEnabled(true);
+        click(w, channel + "SendBtn");
+        QCOMPARE(shownBox(), refusal);
+        if (refusal.isEmpty())
+            QTRY_COMPARE_WITH_TIMEOUT(model()->rowCount(), 2, 3000);
+        else
+            QVERIFY(!w->sender(channel == "ch2")->isRunning() && find<QPushButton>(channel + "SendBtn")->isEnabled());
+        if (refusal.endsWith("not open!"))
+            QVERIFY(find<QTextEdit>("logEdit")->toPlainText().endsWith("Channel 2 is not open!"));
+    }
+
+    void protocolLengthAndData()
+    {
+        auto *protocol = find<QComboBox>("ch1ProtocolCombo");
+        auto *len = find<QComboBox>("ch1sendLenCombo");
+        auto *items = qobject_cast<QStandardItemModel *>(len->model());
+        auto enabled = [items](int row) { return items->item(row)->isEnabled(); };
+        protocol->setCurrentIndex(1);
+        QVERIFY(enabled(15));
+        len->setCurrentIndex(15);
+        QCOMPARE(len->currentText(), QString("64"));
+        protocol->setCurrentIndex(0); // classic: back to 8, the longer lengths greyed
+        QCOMPARE(len->currentText(), QString("8"));
+        QVERIFY(enabled(8) && !enabled(9) && !enabled(15));
+        // A remote frame is CAN only, and the protocol stays locked until a data frame is chosen.
+        protocol->setCurrentIndex(2);
+        find<QComboBox>("ch1FrameDataCombo")->setCurrentIndex(1);
+        QVERIFY(protocol->currentIndex() == 0 && !protocol->isEnabled());
+        find<QComboBox>("ch1FrameDataCombo")->setCurrentIndex(0);
+        QVERIFY(protocol->isEnabled());
+    }
+
+    void keepSendingUntilStopped()
+    {
+        openBothChannels();
+        find<QLineEdit>("ch1SendCountEdit")->setText("-1");
+        find<QLineEdit>("ch1SendInvEdit")->setText("5");
+        click(w, "ch1SendBtn");
+        QCOMPARE(enabledOf(w, { "ch1SendBtn", "ch1StopSendBtn", "ch1SendIDEdit" }), QString("010"));
+        QTRY_VERIFY_WITH_TIMEOUT(label("labelCh1TxCount").toInt() >= 20, 5000);
+        click(w, "ch1StopSendBtn");
+        QTRY_COMPARE_WITH_TIMEOUT(enabledOf(w, { "ch1SendBtn", "ch1StopSendBtn", "ch1SendIDEdit" }), QString("101"), 3000);
+        QVERIFY(find<QTextEdit>("logEdit")->toPlainText().contains("通道1数据中止发送！"));
+    }
+
+    void listLimitKeepsNewestRows()
+    {
+        m_window.reset();
+        m_folder->write("config/setdb.txt", "listCount,10");
+        startWindow(m_window);
+        w = m_window.get();
+        QList<ModelItem> batch;
+        for (int i = 0; i < 25; ++i)
+            batch << frame(0, 1, QString("0x%1").arg(i, 3, 16, QChar('0')));
+        appendPendingFrames(batch);
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("25"));
+        QCOMPARE(model()->rowCount(), 10);
+        QCOMPARE(model()->cellText(0, 0) + ' ' + model()->cellText(9, 0), QString("16 25"));
+        appendPendingFrames({ frame(1, 0, "0x7FF") });
+        QTRY_COMPARE(label("labelCh2TxCount"), QString("1"));
+        QCOMPARE(model()->rowCount(), 10);
+        QCOMPARE(model()->cellText(9, 5), QString("0x7FF"));
+    }
+
+    void pauseMergeAndClear()
+    {
+        find<QCheckBox>("pauseCheck")->setChecked(true);
+        appendPendingFrames({ frame(0, 1, "0x100"), frame(0, 1, "0x101") });
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("2")); // counted while paused, not shown
+        QCOMPARE(model()->rowCount(), 0);
+        find<QCheckBox>("pauseCheck")->setChecked(false);
+        child<QAction>(w, "actionMerge")->trigger();
+        QCOMPARE(SettingsStore::value("merge"), QString("1"));
+        appendPendingFrames({ frame(0, 1, "0x100", "x| 01 "), frame(0, 1, "0x100", "x| 02 "), frame(0, 0, "0x100"), frame(1, 1, "0x100") });
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("4"));
+        QCOMPARE(model()->rowCount(), 3);
+        QCOMPARE(model()->cellText(0, 10), QString("x| 02 "));
+        QCOMPARE(model()->cellText(0, 0), QString("2")); // merge on cleared the list and its numbering
+        click(w, "cleanListBtn");
+        QCOMPARE(model()->rowCount(), 0);
+        appendPendingFrames({ frame(0, 1, "0x200") });
+        QTRY_COMPARE(model()->rowCount(), 1);
+        QCOMPARE(model()->cellText(0, 0), QString("1"));
+        click(w, "pushButton");
+        QCOMPARE(label("labelCh1RxCount"), QString("0"));
+    }
+
+    void siftSearch_data()
+    {
+        columns<bool, bool, QStringList>({ "caseSensitive", "whole", "listed" });
+        QTest::newRow("neither") << false << false << QStringList { "xAbx", "ab", "AB", "abx" };
+        QTest::newRow("whole only") << false << true << QStringList { "ab", "AB" };
+        QTest::newRow("case only") << true << false << QStringList { "ab", "abx" };
+        QTest::newRow("both") << true << true << QStringList { "ab" };
+    }
+    void siftSearch()
+    {
+        QFETCH(bool, caseSensitive);
+        QFETCH(bool, whole);
+        SiftDialog *sift = w->siftDialog();
+        sift->fill({ "xAbx", "ab", "AB", "zz", "abx" }, 5);
+        child<QCheckBox>(sift, "caseCheck")->setChecked(caseSensitive);
+        child<QCheckBox>(sift, "wholeCheck")->setChecked(whole);
+        QTest::keyClicks(child<QLineEdit>(sift, "searchEdit"), "ab");
+        QStringList shown;
+        for (QCheckBox *box : sift->valueBoxes())
+            shown << box->text();
+        QTEST(shown, "listed");
+        QVERIFY2(child<QListWidget>(sift, "listWidget")->item(0)->isHidden(), "the all row hides while searching");
+    }
+
+    void siftFiltersTheTable()
+    {
+        appendPendingFrames({ frame(0, 1, "0x100"), frame(0, 1, "0x101"), frame(0, 1, "0x100"), frame(0, 1, "0x102") });
+        QTRY_COMPARE(model()->rowCount(), 4);
+        QCOMPARE(w->distinctValues(5), QStringList({ "0x100", "0x101", "0x102" }));
+        w->openSiftFor(5, QPoint(10, 10));
+        SiftDialog *sift = w->siftDialog();
+        QVERIFY(sift->isVisible());
+        QCOMPARE(sift->allBox()->text(), QString("全部"));
+        sift->allBox()->setChecked(true);
+        QCOMPARE(sift->selection().size(), 3);
+        sift->valueBoxes().at(1)->setChecked(false); // untick 0x101
+        QVERIFY(!sift->allBox()->isChecked() && sift->valueBoxes().at(0)->isChecked() && sift->valueBoxes().at(2)->isChecked());
+        click(sift, "btnConfirm");
+        QCOMPARE(model()->header().at(5), QString("ID*"));
+        auto *view = find<QTableView>("tableView");
+        QVERIFY(view->isRowHidden(1) && !view->isRowHidden(2));
+        appendPendingFrames({ frame(0, 1, "0x101"), frame(0, 1, "0x102") });
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("6"));
+        QCOMPARE(model()->rowCount(), 5); // the 0x101 frame is counted, not shown
+        click(w, "pushButton_2");
+        QVERIFY(model()->header().at(5) == "ID" && !view->isRowHidden(1));
+    }
+
+    void liveCapture_data()
+    {
+        columns<int, QStringList>({ "mode", "filter" });
+        QTest::newRow("all rows") << 0 << QStringList();
+        QTest::newRow("all rows, filter on") << 0 << QStringList { "0x100", "0x102" };
+        QTest::newRow("filtered rows") << 1 << QStringList { "0x100", "0x102" };
+    }
+    void liveCapture()
+    {
+        QFETCH(int, mode);
+        QFETCH(QStringList, filter);
+        if (!filter.isEmpty())
+            model()->setFilter(5, filter);
+        const QString path = m_folder->path("capture.csv");
+        startCapture(path, mode);
+        QVERIFY(find<QCheckBox>("checkBox")->isChecked());
+        appendPendingFrames({ frame(0, 1, "0x100"), frame(1, 0, "0x101", "x| ") });
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("1"));
+        find<QCheckBox>("pauseCheck")->setChecked(true);
+        appendPendingFrames({ frame(0, 1, "0x102") });
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("2"));
+        setTicked(find<QCheckBox>("checkBox"), false); // capture off: file closed
+        const QStringList lines = fileLines(path);
+        const bool filtered = !filter.isEmpty();
+        QCOMPARE(lines.value(0), QString(filtered ? "序号,系统时间,时间标识,通道,收/发,ID*,Frame,类型,DLC,CAN-FD,数据" : "序号,系统时间,时间标识,通道,收/发,ID,Frame,类型,DLC,CAN-FD,数据"));
+        QCOMPARE(lines.size(), mode ? 3 : 4);
+        for (int r = 0; r < model()->rowCount(); ++r) { // line by line what the table shows
+            QStringList cells;
+            for (int c = 0; c < 11; ++c)
+                cells << (c == 1 ? "=\"" + model()->cellText(r, c) + '"' : model()->cellText(r, c));
+            QCOMPARE(lines.at(r + 1), cells.join(','));
+        }
+        QVERIFY2(lines.last().endsWith(",0x102,标准帧,数据帧,1,CAN,x| 01 "), "a paused display keeps capturing");
+    }
+};
+
+class SideDialogsTest : public QObject {
+    Q_OBJECT
+    std::unique_ptr<QTemporaryDir> m_dir;
+    QString storePath() const { return m_dir->filePath("config/setdb.txt"); }
+    static QString rowText(QTableWidget *table, int row)
+    {
+        QStringList cells;
+        for (int c = 0; c < table->columnCount(); ++c)
+            cells << table->item(row, c)->text();
+        return cells.join('|');
+    }
+
+private slots:
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        QDir(m_dir->path()).mkpath("config");
+        SettingsStore::load(storePath());
+        FileDialogs::queueAnswersForTests({});
+    }
+    void cleanup() { switchLanguage(0); }
+
+    void dataEditor_data()
+    {
+        // action: "edit <column> <text>" or "click <column>..."; row: row 1 afterwards; for no edit, all rows joined by " / "
+        columns<QByteArray, QString, QString>({ "bytes", "action", "row" });
+        QTest::newRow("fill: no leading zeros, bit 7 first") << QByteArray("\x00\x07\xab", 3) << ""
+                                                              << "0|0|0|0|0|0|0|0|0|0 / 7|7|0|0|0|0|0|1|1|1 / AB|171|1|0|1|0|1|0|1|1";
+        QTest::newRow("zero rows") << QByteArray() << "" << "";
+        QTest::newRow("hex 1FF keeps the low byte") << QByteArray("\x11\x22", 2) << "edit 0 1FF" << "FF|255|1|1|1|1|1|1|1|1";
+        QTest::newRow("decimal 300 wraps to 44") << QByteArray("\x11\x22", 2) << "edit 1 300" << "2C|44|0|0|1|0|1|1|0|0";
+        QTest::newRow("hex not a number") << QByteArray("\x11\x22", 2) << "edit 0 zz" << "0|0|0|0|0|0|0|0|0|0";
+        QTest::newRow("column 2 is bit 7") << QByteArray("\x00\x00", 2) << "click 2" << "80|128|1|0|0|0|0|0|0|0";
+        QTest::newRow("column 9 is bit 0, two clicks restore") << QByteArray("\x00\xff", 2) << "click 9 5 5" << "FE|254|1|1|1|1|1|1|1|0";
+        QTest::newRow("data columns do not flip") << QByteArray("\x00\x3c", 2) << "click 0 1" << "3C|60|0|0|1|1|1|1|0|0";
+    }
+    void dataEditor()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, action);
+        QFETCH(QString, row);
+        DataDlg dlg(reinterpret_cast<const uint8_t *>(bytes.constData()), bytes.size());
+        dlg.show();
+        QVERIFY(QTest::qWaitForWindowActive(&dlg));
+        auto *table = child<QTableWidget>(&dlg, "tableWidget");
+        QCOMPARE(child<QLabel>(&dlg, "labelLength")->text(), QString::number(bytes.size()));
+        QSignalSpy changes(table, &QTableWidget::itemChanged);
+        const QStringList a = action.split(' ');
+        if (a[0] == "edit") {
+            table->setFocus();
+            table->setCurrentCell(1, a[1].toInt());
+            QTest::keyClick(table, Qt::Key_F2);
+            auto *editor = qobject_cast<QLineEdit *>(QApplication::focusWidget());
+            QVERIFY(editor);
+            editor->selectAll();
+            QTest::keyClicks(editor, a[2]);
+            QTest::keyClick(editor, Qt::Key_Return);
+            QTRY_COMPARE_WITH_TIMEOUT(rowText(table, 1), row, 2000);
+            QCOMPARE(changes.count(), 1); // only the user's own edit, not the refill of the row
+        } else if (a[0] == "click") {
+            for (const QString &column : a.mid(1))
+                QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, table->visualItemRect(table->item(1, column.toInt())).center());
+            QCOMPARE(rowText(table, 1), row);
+        } else {
+            QStringList rows;
+            for (int r = 0; r < table->rowCount(); ++r)
+                rows << rowText(table, r);
+            QCOMPARE(rows.join(" / "), row);
+        }
+        QCOMPARE(dlg.result().size(), bytes.size());
+        if (bytes.size() > 1) {
+            QCOMPARE(dlg.result().at(0), bytes.at(0));
+            QCOMPARE(uint8_t(dlg.result().at(1)), uint8_t(rowText(table, 1).section('|', 1, 1).toUInt()));
+        }
+    }
+
+    void fileSendDialog_data()
+    {
+        // restored: path|channel text|count|mode|interval; interval: sent
+        columns<QByteArray, QString, int, int>({ "stored", "restored", "mode", "interval" });
+        QTest::newRow("fresh, fixed interval on ch2") << QByteArray() << "|ch1|1|0|0" << 0 << 250;
+        QTest::newRow("stored file timing sends -1") << QByteArray("sendFile,/data/run.csv;sendFileCH,2;sendFileCnt,5;sendFileJG,1;sendFileJGT,40")
+                                                     << "/data/run.csv|随文件|5|1|40" << 1 << -1;
+    }
+    void fileSendDialog()
+    {
+        QFETCH(QByteArray, stored);
+        QFETCH(int, mode);
+        QFETCH(int, interval);
+        if (!stored.isEmpty()) {
+            QVERIFY(writeFile(storePath(), stored));
+            SettingsStore::load(storePath());
+        }
+        fileDlg dlg;
+        dlg.show();
+        auto *path = child<QLineEdit>(&dlg, "lineEdit");
+        auto *spacing = child<QSpinBox>(&dlg, "spinBox_2");
+        QTEST(QStringList({ path->text(), child<QComboBox>(&dlg, "comboBox")->currentText(), QString::number(child<QSpinBox>(&dlg, "spinBox")->value()),
+                  QString::number(child<QComboBox>(&dlg, "comboBox_2")->currentIndex()), QString::number(spacing->value()) })
+                  .join('|'),
+            "restored");
+        QCOMPARE(spacing->isEnabled(), mode == 0);
+        // Browse: a choice fills the field, a cancelled one empties it.
+        FileDialogs::queueAnswersForTests({ m_dir->filePath("frames.csv") });
+        click(&dlg, "pbfile");
+        QCOMPARE(path->text(), m_dir->filePath("frames.csv"));
+        child<QComboBox>(&dlg, "comboBox")->setCurrentIndex(1);
+        child<QSpinBox>(&dlg, "spinBox")->setValue(3);
+        spacing->setValue(250);
+        QSignalSpy sent(&dlg, &fileDlg::send);
+        QCOMPARE(countWrites(storePath(), [&] { click(&dlg, "pbSend"); }), 1);
+        QCOMPARE(sent.value(0), QVariantList({ m_dir->filePath("frames.csv"), 3, interval, 1 }));
+        QCOMPARE(fileLines(storePath()).value(0),
+            QString("sendFile,%1;sendFileCH,1;sendFileCnt,3;sendFileJG,%2;sendFileJGT,250").arg(m_dir->filePath("frames.csv")).arg(mode));
+        const QStringList fields = { "lineEdit", "pbfile", "comboBox", "spinBox", "comboBox_2", "spinBox_2", "pbSend", "pbStop" };
+        QCOMPARE(enabledOf(&dlg, fields), QString("00000001"));
+        dlg.setIdle();
+        QCOMPARE(enabledOf(&dlg, fields), QString(mode ? "11111010" : "11111110"));
+        FileDialogs::queueAnswersForTests({ QString() });
+        click(&dlg, "pbfile");
+        QCOMPARE(path->text(), QString());
+    }
+
+    void captureDialog_data()
+    {
+        // answers: browse answers, relative to the folder; "" cancels
+        columns<QStringList, bool, bool, QString>({ "answers", "ok", "hint", "field" });
+        QTest::newRow("new file") << QStringList { "new.csv" } << true << false << "new.csv";
+        QTest::newRow("existing file truncated") << QStringList { "old.csv" } << true << false << "old.csv";
+        QTest::newRow("unwritable folder") << QStringList { "missing/x.csv" } << false << true << "missing/x.csv";
+        QTest::newRow("good path after a bad one") << QStringList { "missing/x.csv", "new.csv" } << true << false << "new.csv";
+        QTest::newRow("cancelled browse changes nothing") << QStringList { "" } << true << false << "typed.csv";
+        QTest::newRow("cancel after browse") << QStringList { "new.csv" } << false << false << "new.csv";
+    }
+    void captureDialog()
+    {
+        QFETCH(QStringList, answers);
+        QFETCH(bool, ok);
+        QFETCH(bool, hint);
+        QFETCH(QString, field);
+        QVERIFY(writeFile(m_dir->filePath("old.csv"), "1,=\"10:00:00.000\",rows from last time\n"));
+        savefileDlg dlg;
+        dlg.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&dlg));
+        child<QLineEdit>(&dlg, "lineEdit")->setText(m_dir->filePath("typed.csv"));
+        for (const QString &a : answers) {
+            FileDialogs::queueAnswersForTests({ a.isEmpty() ? QString() : m_dir->filePath(a) });
+            click(&dlg, "pbBrowse");
+        }
+        QCOMPARE(child<QLineEdit>(&dlg, "lineEdit")->text(), m_dir->filePath(field));
+        QCOMPARE(child<QLabel>(&dlg, "labelHint")->isVisible(), hint);
+        const QFileInfo target(m_dir->filePath(field)); // a chosen file is created empty at once; a typed one is not touched
+        QCOMPARE(target.exists() ? target.size() : -1, field == "typed.csv" || hint ? -1 : 0);
+        child<QComboBox>(&dlg, "comboBox")->setCurrentIndex(1);
+        click(&dlg, ok ? "pbOk" : "pbCancel");
+        QVERIFY(!dlg.isVisible());
+        QCOMPARE(dlg.path(), ok ? m_dir->filePath(field) : QString());
+        QCOMPARE(dlg.mode(), ok ? 1 : 0);
+    }
+};
+
+OSTREL_TEST_MAIN(QApplication, new MainWindowTest, new PanelsTest, new SideDialogsTest)
+#include "tst_window.moc"
