@@ -19,6 +19,9 @@
 #include <QTime>
 #include <QTimer>
 
+#include <algorithm>
+#include <vector>
+
 namespace {
 QString timeNow()
 {
@@ -26,22 +29,69 @@ QString timeNow()
 }
 } // namespace
 
-QByteArray MainWindow::csvRow(const ModelItem &item) const
+namespace {
+// Appends the UTF-8 form of a text without a temporary: the texts of a row
+// are mostly ASCII, the rest (frame, type and protocol names) plain BMP
+// characters. A text with surrogates takes the general conversion.
+void appendUtf8(QByteArray &out, const QString &text)
 {
-    QString row;
-    row.reserve(96 + item.dataText.size());
-    row += item.indexText;
-    row += QLatin1String(",=\"");
-    row += item.systemTime;
-    row += QLatin1String("\",");
+    const int n = text.size();
+    const ushort *in = reinterpret_cast<const ushort *>(text.constData());
+    const int at = out.size();
+    out.resize(at + 3 * n);
+    char *p = out.data() + at;
+    for (int i = 0; i < n; ++i) {
+        const ushort c = in[i];
+        if (c < 0x80) {
+            *p++ = char(c);
+        } else if (c < 0x800) {
+            *p++ = char(0xC0 | (c >> 6));
+            *p++ = char(0x80 | (c & 0x3F));
+        } else if (QChar::isSurrogate(c)) {
+            out.resize(at);
+            out += text.toUtf8();
+            return;
+        } else {
+            *p++ = char(0xE0 | (c >> 12));
+            *p++ = char(0x80 | ((c >> 6) & 0x3F));
+            *p++ = char(0x80 | (c & 0x3F));
+        }
+    }
+    out.resize(int(p - out.constData()));
+}
+
+// The running number as decimal text, written straight into its string.
+QString indexText(quint64 n)
+{
+    char digits[20];
+    int count = 0;
+    do {
+        digits[count++] = char('0' + n % 10);
+        n /= 10;
+    } while (n);
+    QString text(count, Qt::Uninitialized);
+    QChar *out = text.data();
+    for (int i = 0; i < count; ++i)
+        out[i] = QLatin1Char(digits[count - 1 - i]);
+    return text;
+}
+} // namespace
+
+// One capture row, appended to the round's buffer:
+// index,="system time",time stamp,channel,Rx/Tx,ID,Frame,type,DLC,CAN-FD,data
+void MainWindow::appendCsvRow(QByteArray &out, const ModelItem &item) const
+{
+    appendUtf8(out, item.indexText);
+    out += ",=\"";
+    appendUtf8(out, item.systemTime);
+    out += "\",";
     for (const QString *t : {&item.timeStamp, &item.channelText, &item.dirText, &item.idText, &item.formatText,
                              &item.typeText, &item.dlcText, &item.protocolText}) {
-        row += *t;
-        row += QLatin1Char(',');
+        appendUtf8(out, *t);
+        out += ',';
     }
-    row += item.dataText;
-    row += QLatin1Char('\n');
-    return row.toUtf8();
+    appendUtf8(out, item.dataText);
+    out += '\n';
 }
 
 void MainWindow::addToLabel(QLabel *label, quint64 n)
@@ -87,30 +137,50 @@ void MainWindow::refreshDisplay()
         QElapsedTimer clock;
         clock.start();
         const bool saving = ui->checkBox->isChecked() && m_capture;
+        const bool showing = !ui->pauseCheck->isChecked();
+        // All capture rows of the round go into one buffer, written once.
         QByteArray csv;
-        QList<ModelItem> shown;
-        shown.reserve(rows.size());
+        if (saving)
+            csv.reserve(rows.size() * (120 + rows.first().dataText.size()));
+        // Which records the display filter accepts; only the last list-limit
+        // of them can end up in the table.
+        std::vector<bool> accepted(size_t(rows.size()), false);
+        int acceptedCount = 0;
         for (int i = 0; i < rows.size(); ++i) {
             ModelItem &item = rows[i];
-            item.indexText = QString::number(nextFrameIndex());
+            item.indexText = indexText(nextFrameIndex());
             if ((i & 63) == 63 && clock.elapsed() >= 1) {
                 now = timeNow();
                 clock.restart();
             }
             item.systemTime = now;
             ++round[(item.direction ? 0 : 2) + (item.channel ? 1 : 0)];
-            const bool accepted = m_model->acceptsRow(item);
-            if (saving && (!m_saveFilteredOnly || accepted))
-                csv += csvRow(item);
-            if (accepted)
-                shown.append(item);
+            const bool accepts = m_model->acceptsRow(item);
+            if (saving && (!m_saveFilteredOnly || accepts))
+                appendCsvRow(csv, item);
+            if (accepts) {
+                accepted[size_t(i)] = true;
+                ++acceptedCount;
+            }
         }
         if (saving && !csv.isEmpty()) {
             m_capture->write(csv);
             m_capture->flush();
         }
-        if (!ui->pauseCheck->isChecked())
+        if (showing) {
+            QList<ModelItem> shown;
+            int skip = std::max(0, acceptedCount - int(m_listLimit));
+            shown.reserve(acceptedCount - skip);
+            for (int i = 0; i < rows.size(); ++i) {
+                if (!accepted[size_t(i)])
+                    continue;
+                if (skip > 0)
+                    --skip;
+                else
+                    shown.append(rows.at(i));
+            }
             displayBatch(shown);
+        }
         for (int k = 0; k < 4; ++k)
             m_perSecond[k] += round[k];
         addToLabel(ui->labelCh1RxCount, round[0]);
@@ -143,11 +213,11 @@ void MainWindow::takeBatch(QList<ModelItem> &rows, int counter, QLabel *countLab
     const bool saving = ui->checkBox->isChecked() && m_capture;
     QByteArray csv;
     for (ModelItem &item : rows) {
-        item.indexText = QString::number(nextFrameIndex());
+        item.indexText = indexText(nextFrameIndex());
         item.idText = QStringLiteral("0x") + item.idText.toUpper();
         item.dataText = QStringLiteral("x| ") + item.dataText.toUpper();
         if (saving)
-            csv += csvRow(item);
+            appendCsvRow(csv, item);
     }
     if (saving && !csv.isEmpty()) {
         m_capture->write(csv);

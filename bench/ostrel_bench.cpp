@@ -55,6 +55,12 @@ constexpr double kL = 54945.0;
 constexpr uint32_t kDeviceType = 41;
 
 bool g_short = false;
+QStringList g_only; // --only=B1,B3: run just these figures (for profiling)
+
+bool wanted(const char *figure)
+{
+    return g_only.isEmpty() || g_only.contains(QLatin1String(figure));
+}
 int g_misses = 0;
 
 QString grouped(double v)
@@ -729,6 +735,9 @@ int main(int argc, char *argv[])
     g_standardMessages = qInstallMessageHandler(quietMessages);
     BenchApp application(argc, argv);
     g_short = application.arguments().contains(QStringLiteral("--short"));
+    for (const QString &a : application.arguments())
+        if (a.startsWith(QLatin1String("--only=")))
+            g_only = a.mid(7).split(QLatin1Char(','));
     QElapsedTimer total;
     total.start();
     printLine(QStringLiteral("ostrel_bench (%1 mode), L = %2 frames/s (two channels, empty CAN FD frames, 1M/5M, bit-rate switch)")
@@ -748,7 +757,8 @@ int main(int argc, char *argv[])
     Prompt::recordForTests(true);
     SettingsStore::load(folder.path(QStringLiteral("config/setdb.txt")));
 
-    benchFormatting();
+    if (wanted("B1"))
+        benchFormatting();
 
     int rc = 0;
     {
@@ -767,10 +777,14 @@ int main(int argc, char *argv[])
         if (!child<QTableView>(&w, "tableView")->isVisible())
             printLine(QStringLiteral("warning: the frame table is not visible"));
 
-        benchCapacity(w, folder.path());
-        benchFullLoad(w, folder.path());
-        benchMemory(w, folder.path());
-        benchReplay(w, folder.path());
+        if (wanted("B2"))
+            benchCapacity(w, folder.path());
+        if (wanted("B3") || wanted("B4"))
+            benchFullLoad(w, folder.path());
+        if (wanted("B5"))
+            benchMemory(w, folder.path());
+        if (wanted("B6"))
+            benchReplay(w, folder.path());
         if (!Prompt::shown().isEmpty())
             printLine(QStringLiteral("warning: %1 message boxes came up").arg(Prompt::shown().size()));
     }
