@@ -27,37 +27,33 @@ QString timeNow()
 {
     return QTime::currentTime().toString(QStringLiteral("hh:mm:ss.zzz"));
 }
-} // namespace
 
-namespace {
-// Appends the UTF-8 form of a text without a temporary: the texts of a row
-// are mostly ASCII, the rest (frame, type and protocol names) plain BMP
-// characters. A text with surrogates takes the general conversion.
-void appendUtf8(QByteArray &out, const QString &text)
+// Writes the UTF-8 form of a text at p and returns the end; false when the
+// text holds surrogates (never in frame texts), which take the general path.
+// Frame texts are mostly ASCII, the rest (frame, type and protocol names)
+// plain BMP characters of three bytes at most.
+bool writeUtf8(char *&p, const QString &text)
 {
-    const int n = text.size();
     const ushort *in = reinterpret_cast<const ushort *>(text.constData());
-    const int at = out.size();
-    out.resize(at + 3 * n);
-    char *p = out.data() + at;
-    for (int i = 0; i < n; ++i) {
-        const ushort c = in[i];
+    const ushort *const end = in + text.size();
+    char *out = p;
+    for (; in != end; ++in) {
+        const ushort c = *in;
         if (c < 0x80) {
-            *p++ = char(c);
+            *out++ = char(c);
         } else if (c < 0x800) {
-            *p++ = char(0xC0 | (c >> 6));
-            *p++ = char(0x80 | (c & 0x3F));
+            *out++ = char(0xC0 | (c >> 6));
+            *out++ = char(0x80 | (c & 0x3F));
         } else if (QChar::isSurrogate(c)) {
-            out.resize(at);
-            out += text.toUtf8();
-            return;
+            return false;
         } else {
-            *p++ = char(0xE0 | (c >> 12));
-            *p++ = char(0x80 | ((c >> 6) & 0x3F));
-            *p++ = char(0x80 | (c & 0x3F));
+            *out++ = char(0xE0 | (c >> 12));
+            *out++ = char(0x80 | ((c >> 6) & 0x3F));
+            *out++ = char(0x80 | (c & 0x3F));
         }
     }
-    out.resize(int(p - out.constData()));
+    p = out;
+    return true;
 }
 
 // The running number as decimal text, written straight into its string.
@@ -79,19 +75,40 @@ QString indexText(quint64 n)
 
 // One capture row, appended to the round's buffer:
 // index,="system time",time stamp,channel,Rx/Tx,ID,Frame,type,DLC,CAN-FD,data
+// The row is encoded in place: one resize for room, one to the real length.
 void MainWindow::appendCsvRow(QByteArray &out, const ModelItem &item) const
 {
-    appendUtf8(out, item.indexText);
-    out += ",=\"";
-    appendUtf8(out, item.systemTime);
-    out += "\",";
-    for (const QString *t : {&item.timeStamp, &item.channelText, &item.dirText, &item.idText, &item.formatText,
-                             &item.typeText, &item.dlcText, &item.protocolText}) {
-        appendUtf8(out, *t);
-        out += ',';
+    const QString *texts[] = {&item.timeStamp, &item.channelText, &item.dirText, &item.idText, &item.formatText,
+                              &item.typeText, &item.dlcText, &item.protocolText};
+    int room = 3 * (item.indexText.size() + item.systemTime.size() + item.dataText.size()) + 16;
+    for (const QString *t : texts)
+        room += 3 * t->size();
+    const int at = out.size();
+    out.resize(at + room);
+    char *p = out.data() + at;
+    bool plain = writeUtf8(p, item.indexText);
+    *p++ = ',';
+    *p++ = '=';
+    *p++ = '"';
+    plain = plain && writeUtf8(p, item.systemTime);
+    *p++ = '"';
+    *p++ = ',';
+    for (const QString *t : texts) {
+        plain = plain && writeUtf8(p, *t);
+        *p++ = ',';
     }
-    appendUtf8(out, item.dataText);
-    out += '\n';
+    plain = plain && writeUtf8(p, item.dataText);
+    *p++ = '\n';
+    if (plain) {
+        out.resize(int(p - out.constData()));
+        return;
+    }
+    out.resize(at);
+    QString row = item.indexText + QLatin1String(",=\"") + item.systemTime + QLatin1String("\",");
+    for (const QString *t : texts)
+        row += *t + QLatin1Char(',');
+    row += item.dataText + QLatin1Char('\n');
+    out += row.toUtf8();
 }
 
 void MainWindow::addToLabel(QLabel *label, quint64 n)

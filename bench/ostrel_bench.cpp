@@ -502,6 +502,8 @@ void benchFullLoad(MainWindow &w, const QString &dir)
     wall.start();
     waitMs(seconds * 1000);
     const double cpu = processCpuSeconds() - cpu0;
+    if (qEnvironmentVariableIsSet("BENCH_DEBUG"))
+        printLine(QStringLiteral("current %1 focus %2").arg(child<QTableView>(&w, "tableView")->currentIndex().row()).arg(child<QTableView>(&w, "tableView")->hasFocus()));
     const double elapsed = double(wall.nsecsElapsed()) * 1e-9;
     const auto threads1 = threadCpu();
     const quint64 count1 = totalCount(w);
