@@ -63,10 +63,9 @@ QString decimalTimeStamp(quint64 micros) { return QString::number(double(micros)
 
 QString receivedTimeStamp(quint64 micros)
 {
-    static const QString key = QStringLiteral("timeHex");
-    static const QString defaultValue = QStringLiteral("1");
     // Looked up per frame so that switching the option applies from the next frame on.
-    if (SettingsStore::value(key, defaultValue).toUInt() == 0)
+    thread_local SettingsStore::NumberReader timeHex(QStringLiteral("timeHex"), QStringLiteral("1"));
+    if (timeHex.read() == 0)
         return decimalTimeStamp(micros);
     return hexTimeStamp(micros);
 }
