@@ -3,6 +3,7 @@
 #include "SettingsStore.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace FrameText {
 
@@ -38,7 +39,23 @@ namespace {
     }
 } // namespace
 
-QString idText(uint32_t idWord) { return prefixedHex(idWord & kIdMask, (idWord & kExtendedBit) ? 8 : 3); }
+QString idText(uint32_t idWord)
+{
+    const uint32_t id = idWord & kIdMask;
+    if (idWord & kExtendedBit)
+        return prefixedHex(id, 8);
+    // The 2048 standard identifiers are made once and then shared by every frame.
+    static const std::vector<QString> standard = [] {
+        std::vector<QString> texts;
+        texts.reserve(0x800);
+        for (uint32_t i = 0; i < 0x800; ++i)
+            texts.push_back(prefixedHex(i, 3));
+        return texts;
+    }();
+    if (id < 0x800)
+        return standard[id];
+    return prefixedHex(id, 3);
+}
 
 QString dataText(const uint8_t *data, unsigned length)
 {
