@@ -204,6 +204,7 @@ void MainWindow::refreshDisplay()
         addToLabel(ui->labelCh2RxCount, round[1]);
         addToLabel(ui->labelCh1TxCount, round[2]);
         addToLabel(ui->labelCh2TxCount, round[3]);
+        recycleFrames(rows);
     }
     QTimer::singleShot(SettingsStore::value(QStringLiteral("refreshInterval"), QStringLiteral("100")).toInt(), this,
                        &MainWindow::refreshDisplay);

@@ -60,6 +60,7 @@ void recvThread::run()
                     idle = 0;
                 }
             }
+            releaseRecycledFrames();
             QThread::msleep(1);
             if (m_stop)
                 break;
