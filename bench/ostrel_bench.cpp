@@ -191,6 +191,9 @@ public:
     bool probing = false;
     std::vector<double> tickMs;
     std::vector<double> tickCpuMs; // the GUI thread's CPU time in each tick
+    std::vector<int> tickFrames;   // frames each tick took
+    double paintingMs = 0;         // time in paint events (UpdateRequest, Paint)
+    double ticksMs = 0;
     double longestEventMs = 0;
     int largestHandOver = 0;
     double longestTickGapMs = 0;
@@ -199,6 +202,9 @@ public:
     {
         tickMs.clear();
         tickCpuMs.clear();
+        tickFrames.clear();
+        paintingMs = 0;
+        ticksMs = 0;
         longestEventMs = 0;
         largestHandOver = 0;
         longestTickGapMs = 0;
@@ -229,11 +235,18 @@ public:
         --m_depth;
         const double ms = double(t1 - t0) * 1e-6;
         longestEventMs = std::max(longestEventMs, ms);
+        if (event->type() == QEvent::UpdateRequest || event->type() == QEvent::Paint)
+            paintingMs += ms;
         if (timer) {
             bool tick = false;
-            for (int k = 0; k < 4; ++k)
+            qint64 frames = 0;
+            for (int k = 0; k < 4; ++k) {
                 tick |= counts[k]->text() != before[k];
+                frames += counts[k]->text().toLongLong() - before[k].toLongLong();
+            }
             if (tick) {
+                ticksMs += ms;
+                tickFrames.push_back(int(frames));
                 tickMs.push_back(ms);
                 tickCpuMs.push_back(cpu);
                 largestHandOver = std::max(largestHandOver, waiting);
@@ -579,6 +592,19 @@ void benchFullLoad(MainWindow &w, const QString &dir)
              .arg(percentile(cpuTicks, 0.5), 0, 'f', 2)
              .arg(percentile(cpuTicks, 0.99), 0, 'f', 2)
              .arg(percentile(cpuTicks, 1.0), 0, 'f', 2));
+    std::vector<double> perFrame;
+    for (size_t i = 0; i < ticks.size() && i < app()->tickFrames.size(); ++i)
+        if (app()->tickFrames[i] > 0)
+            perFrame.push_back(1e6 * ticks[i] / app()->tickFrames[i]);
+    std::vector<double> frames(app()->tickFrames.begin(), app()->tickFrames.end());
+    note(QStringLiteral("frames per tick: p50 %1, max %2; tick time per frame: p50 %3 ns, p99 %4 ns")
+             .arg(percentile(frames, 0.5), 0, 'f', 0)
+             .arg(percentile(frames, 1.0), 0, 'f', 0)
+             .arg(percentile(perFrame, 0.5), 0, 'f', 0)
+             .arg(percentile(perFrame, 0.99), 0, 'f', 0));
+    note(QStringLiteral("GUI thread: refresh ticks %1 % and painting %2 % of the wall time")
+             .arg(100.0 * app()->ticksMs / (elapsed * 1000.0), 0, 'f', 1)
+             .arg(100.0 * app()->paintingMs / (elapsed * 1000.0), 0, 'f', 1));
     note(QStringLiteral("longest GUI event of any kind (painting included): %1 ms").arg(app()->longestEventMs, 0, 'f', 2));
 }
 
