@@ -193,6 +193,7 @@ public:
     std::vector<double> tickCpuMs; // the GUI thread's CPU time in each tick
     std::vector<int> tickFrames;   // frames each tick took
     double paintingMs = 0;         // time in paint events (UpdateRequest, Paint)
+    int paints = 0;
     double ticksMs = 0;
     double longestEventMs = 0;
     int largestHandOver = 0;
@@ -204,6 +205,7 @@ public:
         tickCpuMs.clear();
         tickFrames.clear();
         paintingMs = 0;
+        paints = 0;
         ticksMs = 0;
         longestEventMs = 0;
         largestHandOver = 0;
@@ -235,8 +237,10 @@ public:
         --m_depth;
         const double ms = double(t1 - t0) * 1e-6;
         longestEventMs = std::max(longestEventMs, ms);
-        if (event->type() == QEvent::UpdateRequest || event->type() == QEvent::Paint)
+        if (event->type() == QEvent::UpdateRequest || event->type() == QEvent::Paint) {
             paintingMs += ms;
+            ++paints;
+        }
         if (timer) {
             bool tick = false;
             qint64 frames = 0;
@@ -602,9 +606,11 @@ void benchFullLoad(MainWindow &w, const QString &dir)
              .arg(percentile(frames, 1.0), 0, 'f', 0)
              .arg(percentile(perFrame, 0.5), 0, 'f', 0)
              .arg(percentile(perFrame, 0.99), 0, 'f', 0));
-    note(QStringLiteral("GUI thread: refresh ticks %1 % and painting %2 % of the wall time")
+    note(QStringLiteral("GUI thread: refresh ticks %1 % and painting %2 % of the wall time (%3 repaints/s, %4 ms each)")
              .arg(100.0 * app()->ticksMs / (elapsed * 1000.0), 0, 'f', 1)
-             .arg(100.0 * app()->paintingMs / (elapsed * 1000.0), 0, 'f', 1));
+             .arg(100.0 * app()->paintingMs / (elapsed * 1000.0), 0, 'f', 1)
+             .arg(double(app()->paints) / elapsed, 0, 'f', 1)
+             .arg(app()->paintingMs / std::max(1, app()->paints), 0, 'f', 2));
     note(QStringLiteral("longest GUI event of any kind (painting included): %1 ms").arg(app()->longestEventMs, 0, 'f', 2));
 }
 
