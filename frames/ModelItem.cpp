@@ -46,10 +46,12 @@ void releaseRecycledFrames()
     if (!anyRecycled.load(std::memory_order_relaxed))
         return;
     QList<ModelItem> spent;
-    QMutexLocker lock(&recycledLock);
-    spent.swap(recycled);
-    anyRecycled = false;
-    lock.unlock();
+    {
+        QMutexLocker lock(&recycledLock);
+        spent.swap(recycled);
+        anyRecycled = false;
+    }
+    // `spent` is freed here, outside the lock.
 }
 
 void registerModelItemTypes()
