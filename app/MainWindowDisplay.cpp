@@ -163,16 +163,20 @@ void MainWindow::refreshDisplay()
         // of them can end up in the table.
         std::vector<bool> accepted(size_t(rows.size()), false);
         int acceptedCount = 0;
+        // The conditions cannot change during the round; without any, every record is accepted.
+        const bool filtering = m_model->hasFilter();
+        // The round's numbers are taken from the frame counter in one step.
+        quint64 index = takeFrameIndices(quint64(rows.size()));
         for (int i = 0; i < rows.size(); ++i) {
             ModelItem &item = rows[i];
-            item.indexText = indexText(nextFrameIndex());
+            item.indexText = indexText(index++);
             if ((i & 63) == 63 && clock.elapsed() >= 1) {
                 now = timeNow();
                 clock.restart();
             }
             item.systemTime = now;
             ++round[(item.direction ? 0 : 2) + (item.channel ? 1 : 0)];
-            const bool accepts = m_model->acceptsRow(item);
+            const bool accepts = !filtering || m_model->acceptsRow(item);
             if (saving && (!m_saveFilteredOnly || accepts))
                 appendCsvRow(csv, item);
             if (accepts) {
