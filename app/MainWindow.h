@@ -121,7 +121,7 @@ private:
     void updateTuningTexts();
     void applyRecvParams();
     void addToLabel(QLabel *label, quint64 n);
-    QByteArray csvRow(const ModelItem &item) const;
+    void appendCsvRow(QByteArray &out, const ModelItem &item) const;
     void displayBatch(QList<ModelItem> &rows);
     void takeBatch(QList<ModelItem> &rows, int counter, QLabel *countLabel);
     void setTitle(const QString &title);

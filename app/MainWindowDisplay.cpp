@@ -19,29 +19,96 @@
 #include <QTime>
 #include <QTimer>
 
+#include <algorithm>
+#include <vector>
+
 namespace {
 QString timeNow()
 {
     return QTime::currentTime().toString(QStringLiteral("hh:mm:ss.zzz"));
 }
+
+// Writes the UTF-8 form of a text at p and returns the end; false when the
+// text holds surrogates (never in frame texts), which take the general path.
+// Frame texts are mostly ASCII, the rest (frame, type and protocol names)
+// plain BMP characters of three bytes at most.
+bool writeUtf8(char *&p, const QString &text)
+{
+    const ushort *in = reinterpret_cast<const ushort *>(text.constData());
+    const ushort *const end = in + text.size();
+    char *out = p;
+    for (; in != end; ++in) {
+        const ushort c = *in;
+        if (c < 0x80) {
+            *out++ = char(c);
+        } else if (c < 0x800) {
+            *out++ = char(0xC0 | (c >> 6));
+            *out++ = char(0x80 | (c & 0x3F));
+        } else if (QChar::isSurrogate(c)) {
+            return false;
+        } else {
+            *out++ = char(0xE0 | (c >> 12));
+            *out++ = char(0x80 | ((c >> 6) & 0x3F));
+            *out++ = char(0x80 | (c & 0x3F));
+        }
+    }
+    p = out;
+    return true;
+}
+
+// The running number as decimal text, written straight into its string.
+QString indexText(quint64 n)
+{
+    char digits[20];
+    int count = 0;
+    do {
+        digits[count++] = char('0' + n % 10);
+        n /= 10;
+    } while (n);
+    QString text(count, Qt::Uninitialized);
+    QChar *out = text.data();
+    for (int i = 0; i < count; ++i)
+        out[i] = QLatin1Char(digits[count - 1 - i]);
+    return text;
+}
 } // namespace
 
-QByteArray MainWindow::csvRow(const ModelItem &item) const
+// One capture row, appended to the round's buffer:
+// index,="system time",time stamp,channel,Rx/Tx,ID,Frame,type,DLC,CAN-FD,data
+// The row is encoded in place: one resize for room, one to the real length.
+void MainWindow::appendCsvRow(QByteArray &out, const ModelItem &item) const
 {
-    QString row;
-    row.reserve(96 + item.dataText.size());
-    row += item.indexText;
-    row += QLatin1String(",=\"");
-    row += item.systemTime;
-    row += QLatin1String("\",");
-    for (const QString *t : {&item.timeStamp, &item.channelText, &item.dirText, &item.idText, &item.formatText,
-                             &item.typeText, &item.dlcText, &item.protocolText}) {
-        row += *t;
-        row += QLatin1Char(',');
+    const QString *texts[] = {&item.timeStamp, &item.channelText, &item.dirText, &item.idText, &item.formatText,
+                              &item.typeText, &item.dlcText, &item.protocolText};
+    int room = 3 * (item.indexText.size() + item.systemTime.size() + item.dataText.size()) + 16;
+    for (const QString *t : texts)
+        room += 3 * t->size();
+    const int at = out.size();
+    out.resize(at + room);
+    char *p = out.data() + at;
+    bool plain = writeUtf8(p, item.indexText);
+    *p++ = ',';
+    *p++ = '=';
+    *p++ = '"';
+    plain = plain && writeUtf8(p, item.systemTime);
+    *p++ = '"';
+    *p++ = ',';
+    for (const QString *t : texts) {
+        plain = plain && writeUtf8(p, *t);
+        *p++ = ',';
     }
-    row += item.dataText;
-    row += QLatin1Char('\n');
-    return row.toUtf8();
+    plain = plain && writeUtf8(p, item.dataText);
+    *p++ = '\n';
+    if (plain) {
+        out.resize(int(p - out.constData()));
+        return;
+    }
+    out.resize(at);
+    QString row = item.indexText + QLatin1String(",=\"") + item.systemTime + QLatin1String("\",");
+    for (const QString *t : texts)
+        row += *t + QLatin1Char(',');
+    row += item.dataText + QLatin1Char('\n');
+    out += row.toUtf8();
 }
 
 void MainWindow::addToLabel(QLabel *label, quint64 n)
@@ -87,36 +154,61 @@ void MainWindow::refreshDisplay()
         QElapsedTimer clock;
         clock.start();
         const bool saving = ui->checkBox->isChecked() && m_capture;
+        const bool showing = !ui->pauseCheck->isChecked();
+        // All capture rows of the round go into one buffer, written once.
         QByteArray csv;
-        QList<ModelItem> shown;
-        shown.reserve(rows.size());
+        if (saving)
+            csv.reserve(rows.size() * (120 + rows.first().dataText.size()));
+        // Which records the display filter accepts; only the last list-limit
+        // of them can end up in the table.
+        std::vector<bool> accepted(size_t(rows.size()), false);
+        int acceptedCount = 0;
+        // The conditions cannot change during the round; without any, every record is accepted.
+        const bool filtering = m_model->hasFilter();
+        // The round's numbers are taken from the frame counter in one step.
+        quint64 index = takeFrameIndices(quint64(rows.size()));
         for (int i = 0; i < rows.size(); ++i) {
             ModelItem &item = rows[i];
-            item.indexText = QString::number(nextFrameIndex());
+            item.indexText = indexText(index++);
             if ((i & 63) == 63 && clock.elapsed() >= 1) {
                 now = timeNow();
                 clock.restart();
             }
             item.systemTime = now;
             ++round[(item.direction ? 0 : 2) + (item.channel ? 1 : 0)];
-            const bool accepted = m_model->acceptsRow(item);
-            if (saving && (!m_saveFilteredOnly || accepted))
-                csv += csvRow(item);
-            if (accepted)
-                shown.append(item);
+            const bool accepts = !filtering || m_model->acceptsRow(item);
+            if (saving && (!m_saveFilteredOnly || accepts))
+                appendCsvRow(csv, item);
+            if (accepts) {
+                accepted[size_t(i)] = true;
+                ++acceptedCount;
+            }
         }
         if (saving && !csv.isEmpty()) {
             m_capture->write(csv);
             m_capture->flush();
         }
-        if (!ui->pauseCheck->isChecked())
+        if (showing) {
+            QList<ModelItem> shown;
+            int skip = std::max(0, acceptedCount - int(m_listLimit));
+            shown.reserve(acceptedCount - skip);
+            for (int i = 0; i < rows.size(); ++i) {
+                if (!accepted[size_t(i)])
+                    continue;
+                if (skip > 0)
+                    --skip;
+                else
+                    shown.append(rows.at(i));
+            }
             displayBatch(shown);
+        }
         for (int k = 0; k < 4; ++k)
             m_perSecond[k] += round[k];
         addToLabel(ui->labelCh1RxCount, round[0]);
         addToLabel(ui->labelCh2RxCount, round[1]);
         addToLabel(ui->labelCh1TxCount, round[2]);
         addToLabel(ui->labelCh2TxCount, round[3]);
+        recycleFrames(rows);
     }
     QTimer::singleShot(SettingsStore::value(QStringLiteral("refreshInterval"), QStringLiteral("100")).toInt(), this,
                        &MainWindow::refreshDisplay);
@@ -143,11 +235,11 @@ void MainWindow::takeBatch(QList<ModelItem> &rows, int counter, QLabel *countLab
     const bool saving = ui->checkBox->isChecked() && m_capture;
     QByteArray csv;
     for (ModelItem &item : rows) {
-        item.indexText = QString::number(nextFrameIndex());
+        item.indexText = indexText(nextFrameIndex());
         item.idText = QStringLiteral("0x") + item.idText.toUpper();
         item.dataText = QStringLiteral("x| ") + item.dataText.toUpper();
         if (saving)
-            csv += csvRow(item);
+            appendCsvRow(csv, item);
     }
     if (saving && !csv.isEmpty()) {
         m_capture->write(csv);

@@ -238,6 +238,14 @@ quint64 nextFrameIndex()
     return ++g_frameCounter;
 }
 
+quint64 takeFrameIndices(quint64 count)
+{
+    QMutexLocker lock(&g_counterLock);
+    const quint64 first = g_frameCounter + 1;
+    g_frameCounter += count;
+    return first;
+}
+
 void resetFrameCounter()
 {
     QMutexLocker lock(&g_counterLock);

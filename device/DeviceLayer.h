@@ -59,4 +59,7 @@ bool updateDevice(uint32_t index);
 int languageCode();              // 0 Simplified Chinese, 1 Traditional Chinese, 2 English
 void setLanguageCode(int code);
 quint64 nextFrameIndex();        // the global frame counter: first value after a reset is 1
+// Takes `count` consecutive values of the counter in one step and returns the
+// first: the same numbers as `count` calls of nextFrameIndex, one lock.
+quint64 takeFrameIndices(quint64 count);
 void resetFrameCounter();

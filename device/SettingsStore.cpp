@@ -8,8 +8,11 @@
 #include <QStringList>
 #include <QTextStream>
 
+#include <atomic>
+
 namespace {
 QMutex g_lock;
+std::atomic<quint64> g_generation{1};
 QMap<QString, QString> g_map;
 QString g_path;
 
@@ -55,6 +58,10 @@ namespace SettingsStore {
 void load(const QString &path)
 {
     QMutexLocker lock(&g_lock);
+    // Whatever the file holds, the store has changed once this returns.
+    struct Changed {
+        ~Changed() { g_generation.fetch_add(1, std::memory_order_release); }
+    } changed;
     g_path = path;
     g_map.clear();
     QFile file(path);
@@ -86,6 +93,7 @@ QString value(const QString &key, const QString &defaultValue)
         return it.value();
     const QString v = (key == kLanguageKey) ? languageFromIni(defaultValue) : defaultValue;
     g_map.insert(key, v);
+    g_generation.fetch_add(1, std::memory_order_release);
     return v;
 }
 
@@ -93,10 +101,13 @@ void setValue(const QString &key, const QString &value, bool writeNow)
 {
     QMutexLocker lock(&g_lock);
     auto it = g_map.find(key);
-    if (it == g_map.end())
+    if (it == g_map.end()) {
         g_map.insert(key, value);
-    else if (it.value() != value)
+        g_generation.fetch_add(1, std::memory_order_release);
+    } else if (it.value() != value) {
         it.value() = value;
+        g_generation.fetch_add(1, std::memory_order_release);
+    }
     if (writeNow)
         saveLocked();
 }
@@ -117,6 +128,29 @@ QMap<QString, QString> snapshot()
 {
     QMutexLocker lock(&g_lock);
     return g_map;
+}
+
+quint64 generation()
+{
+    return g_generation.load(std::memory_order_acquire);
+}
+
+NumberReader::NumberReader(const QString &key, const QString &defaultValue)
+    : m_key(key)
+    , m_default(defaultValue)
+{
+}
+
+uint NumberReader::read()
+{
+    // The generation is taken before the lookup: a change made meanwhile
+    // moves it on, so the next read looks again.
+    const quint64 now = generation();
+    if (now != m_seen) {
+        m_value = value(m_key, m_default).toUInt();
+        m_seen = now;
+    }
+    return m_value;
 }
 
 } // namespace SettingsStore

@@ -18,4 +18,24 @@ void save();
 
 QString path();
 QMap<QString, QString> snapshot();
+
+// Counts the changes of the store (load, a new or changed value); readers
+// that keep a parsed value compare it to know whether theirs still holds.
+quint64 generation();
+
+// A number setting that a worker thread reads for every frame: each read
+// gives what value(key, default).toUInt() gives at that moment, but a read
+// that finds the store unchanged since the previous one takes neither the
+// lock nor a copy. One reader belongs to one thread.
+class NumberReader {
+public:
+    NumberReader(const QString &key, const QString &defaultValue);
+    uint read();
+
+private:
+    QString m_key;
+    QString m_default;
+    quint64 m_seen = 0;   // no generation is 0: the first read always looks
+    uint m_value = 0;
+};
 }

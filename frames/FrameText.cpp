@@ -3,6 +3,7 @@
 #include "SettingsStore.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace FrameText {
 
@@ -38,7 +39,23 @@ namespace {
     }
 } // namespace
 
-QString idText(uint32_t idWord) { return prefixedHex(idWord & kIdMask, (idWord & kExtendedBit) ? 8 : 3); }
+QString idText(uint32_t idWord)
+{
+    const uint32_t id = idWord & kIdMask;
+    if (idWord & kExtendedBit)
+        return prefixedHex(id, 8);
+    // The 2048 standard identifiers are made once and then shared by every frame.
+    static const std::vector<QString> standard = [] {
+        std::vector<QString> texts;
+        texts.reserve(0x800);
+        for (uint32_t i = 0; i < 0x800; ++i)
+            texts.push_back(prefixedHex(i, 3));
+        return texts;
+    }();
+    if (id < 0x800)
+        return standard[id];
+    return prefixedHex(id, 3);
+}
 
 QString dataText(const uint8_t *data, unsigned length)
 {
@@ -63,10 +80,9 @@ QString decimalTimeStamp(quint64 micros) { return QString::number(double(micros)
 
 QString receivedTimeStamp(quint64 micros)
 {
-    static const QString key = QStringLiteral("timeHex");
-    static const QString defaultValue = QStringLiteral("1");
     // Looked up per frame so that switching the option applies from the next frame on.
-    if (SettingsStore::value(key, defaultValue).toUInt() == 0)
+    thread_local SettingsStore::NumberReader timeHex(QStringLiteral("timeHex"), QStringLiteral("1"));
+    if (timeHex.read() == 0)
         return decimalTimeStamp(micros);
     return hexTimeStamp(micros);
 }

@@ -31,4 +31,13 @@ extern QMutex pendingFramesLock;
 
 void appendPendingFrames(QList<ModelItem> batch);
 QList<ModelItem> takePendingFrames();
+
+// Records the main window has finished with. Their texts were allocated in
+// the worker threads; a receive thread frees them at its next pass, so the
+// refresh tick does not spend its time freeing thousands of strings. What no
+// worker has freed by the next call is freed by that call, so at most one
+// round's records wait here.
+void recycleFrames(QList<ModelItem> &spent);
+// Frees what recycleFrames left here; called by the receive threads.
+void releaseRecycledFrames();
 void registerModelItemTypes();

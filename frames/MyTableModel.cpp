@@ -157,6 +157,14 @@ void MyTableModel::setFilter(int column, const QStringList &accepted)
 
 QStringList MyTableModel::filter(int column) const { return m_filters.value(column); }
 
+bool MyTableModel::hasFilter() const
+{
+    for (const QStringList &accepted : m_filters)
+        if (!accepted.isEmpty())
+            return true;
+    return false;
+}
+
 bool MyTableModel::acceptsRow(const Row &row) const
 {
     for (int column = 0; column < kColumns; ++column) {

@@ -50,6 +50,8 @@ public:
 
     void setFilter(int column, const QStringList &accepted);
     QStringList filter(int column) const;
+    // True when any column has a condition, i.e. acceptsRow can say no.
+    bool hasFilter() const;
     bool acceptsRow(const ModelItem &item) const;
     bool acceptsRow(const Row &row) const;
 

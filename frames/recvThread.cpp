@@ -60,6 +60,7 @@ void recvThread::run()
                     idle = 0;
                 }
             }
+            releaseRecycledFrames();
             QThread::msleep(1);
             if (m_stop)
                 break;
@@ -75,7 +76,8 @@ void recvThread::checkContinuity(uint32_t idWord, std::atomic<uint32_t> &lastId)
 {
     static const QString key = QStringLiteral("recvIDAdd");
     static const QString off = QStringLiteral("0");
-    if (SettingsStore::value(key, off).toUInt() != 1)
+    thread_local SettingsStore::NumberReader armed(key, off);
+    if (armed.read() != 1)
         return;
     const uint32_t previous = lastId.load();
     if (previous != 0) {

@@ -288,8 +288,12 @@ bool sendThread::sendFileRow(const QStringList &fields)
     const qint64 previous = g_previousRowTime;
     if (rowTime < previous)
         rowTime += kDayMs; // the capture ran past midnight
-    if (m_fileInterval != kRecordedTiming)
-        QThread::msleep(m_fileInterval);
+    // An interval of 0 means no pause: even msleep(0) would give the CPU
+    // away for the timer slack (tens of microseconds), a gap on a busy bus.
+    if (m_fileInterval != kRecordedTiming) {
+        if (m_fileInterval != 0)
+            QThread::msleep(m_fileInterval);
+    }
     else if (previous != 0 && rowTime - previous > 0)
         QThread::msleep(ulong(rowTime - previous));
     g_previousRowTime = rowTime;
