@@ -14,6 +14,7 @@
 #include "DeviceLayer.h"
 #include "FileDialogs.h"
 #include "FrameText.h"
+#include "FreshProcess.h"
 #include "MainWindow.h"
 #include "ModelItem.h"
 #include "Prompt.h"
@@ -880,13 +881,7 @@ int main(int argc, char *argv[])
     RuntimeFolder folder;
     QFile::copy(QCoreApplication::applicationDirPath() + QStringLiteral("/config/simulator.ini"),
         folder.path(QStringLiteral("config/simulator.ini")));
-    installDriver(simulatedDriver());
-    SimControl::resetForTests();
-    resetDeviceState();
-    resetFrameCounter();
-    takePendingFrames();
-    setLanguageCode(0);
-    Prompt::recordForTests(true);
+    freshProcess();
     SettingsStore::load(folder.path(QStringLiteral("config/setdb.txt")));
 
     if (wanted("B1"))

@@ -2,6 +2,7 @@
 // Small helpers shared by the tests: data columns, files, finding and clicking
 // children, answering modal dialogs, switching the language, recorded boxes.
 #include "DeviceLayer.h"
+#include "FreshProcess.h"
 #include "ModelItem.h"
 #include "Prompt.h"
 #include "SimControl.h"
@@ -32,19 +33,6 @@ inline void click(const QObject *parent, const QString &button)
     QTest::mouseClick(child<QAbstractButton>(parent, button), Qt::LeftButton);
 }
 
-// The program as the user starts it: the simulated adapter fresh from the box,
-// no frames pending, Simplified Chinese, message boxes recorded instead of shown.
-inline void freshProcess()
-{
-    installDriver(simulatedDriver());
-    SimControl::resetForTests();
-    resetDeviceState();
-    resetFrameCounter();
-    takePendingFrames();
-    setLanguageCode(0);
-    Prompt::recordForTests(true);
-    Prompt::clearShown();
-}
 
 // Declares a data function's columns in one line: columns<int, QString>({ "code", "text" }).
 template <typename... T> void columns(const std::array<const char *, sizeof...(T)> &names)
