@@ -1,13 +1,10 @@
 // The user manuals as the build makes them: the help menu lists the manual of
 // the current language and triggering it opens that very file; the help
 // folder entry opens the language's folder.
-#include "DeviceLayer.h"
 #include "FileDialogs.h"
+#include "FreshProcess.h"
 #include "MainWindow.h"
-#include "Prompt.h"
 #include "RuntimeFolder.h"
-#include "SimControl.h"
-#include "SimulatedAdapter.h"
 
 #include <QAction>
 #include <QDirIterator>
@@ -66,12 +63,7 @@ private slots:
 
     void init()
     {
-        installDriver(simulatedDriver());
-        SimControl::resetForTests();
-        resetDeviceState();
-        setLanguageCode(0);
-        Prompt::recordForTests(true);
-        Prompt::clearShown();
+        freshProcess();
         FileDialogs::recordOpensForTests(true);
         // A fresh install with the manuals as built.
         m_folder = std::make_unique<RuntimeFolder>();
