@@ -209,6 +209,16 @@ void onModalNamed(const char *name, std::function<void(QWidget *)> answer)
     poll->start(20);
 }
 
+// Shoots a modal dialog that `open` brings up and closes it with its button.
+void shootModal(const char *dialog, const QString &name, const char *closeButton, const std::function<void()> &open)
+{
+    onModalNamed(dialog, [name, closeButton](QWidget *dlg) {
+        shoot(dlg, name);
+        click(dlg, closeButton);
+    });
+    open();
+}
+
 // A menu of the menu bar dropped down, drawn over the top of the window as
 // the user sees it.
 void shootMenu(QMainWindow *w, QMenu *menu, const QString &name)
@@ -404,23 +414,11 @@ void shootFilterPopup(MainWindow *w, const QString &lang)
 
 void shootDialogs(MainWindow *w, const QString &lang)
 {
-    onModalNamed("INfDialog", [lang](QWidget *dlg) {
-        shoot(dlg, QStringLiteral("info_") + lang);
-        click(dlg, "pushButton");
-    });
-    trigger(w, "actionDeviceInfo");
+    shootModal("INfDialog", QStringLiteral("info_") + lang, "pushButton", [w] { trigger(w, "actionDeviceInfo"); });
 
-    onModalNamed("ParaDialog", [lang](QWidget *dlg) {
-        shoot(dlg, QStringLiteral("canset_") + lang);
-        click(dlg, "btnCancel");
-    });
-    trigger(w, "actionCanSetting");
+    shootModal("ParaDialog", QStringLiteral("canset_") + lang, "btnCancel", [w] { trigger(w, "actionCanSetting"); });
 
-    onModalNamed("ParaDialog", [lang](QWidget *dlg) {
-        shoot(dlg, QStringLiteral("view_") + lang);
-        click(dlg, "btnCancel");
-    });
-    trigger(w, "actionViewParam");
+    shootModal("ParaDialog", QStringLiteral("view_") + lang, "btnCancel", [w] { trigger(w, "actionViewParam"); });
 
     trigger(w, "actionFileSend");
     QDialog *file = w->findChild<QDialog *>(QStringLiteral("fileDlg"));
@@ -439,11 +437,7 @@ void shootDialogs(MainWindow *w, const QString &lang)
     });
     click(w, "checkBox");
 
-    onModalNamed("DataDlg", [lang](QWidget *dlg) {
-        shoot(dlg, QStringLiteral("dataedit_") + lang);
-        click(dlg, "pushButton_2");
-    });
-    click(w, "pushButton_3");
+    shootModal("DataDlg", QStringLiteral("dataedit_") + lang, "pushButton_2", [w] { click(w, "pushButton_3"); });
 
     trigger(w, "actionListBuffer");
     QDialog *value = w->findChild<QDialog *>(QStringLiteral("valueDialog"));
@@ -452,17 +446,9 @@ void shootDialogs(MainWindow *w, const QString &lang)
     shoot(value, QStringLiteral("value_") + lang);
     click(value, "btnValueCancel");
 
-    onModalNamed("listSendDlg", [lang](QWidget *dlg) {
-        shoot(dlg, QStringLiteral("listsend_") + lang);
-        click(dlg, "pbnClose");
-    });
-    trigger(w, "actionListSend");
+    shootModal("listSendDlg", QStringLiteral("listsend_") + lang, "pbnClose", [w] { trigger(w, "actionListSend"); });
 
-    onModalNamed("UpdateDlg", [lang](QWidget *dlg) {
-        shoot(dlg, QStringLiteral("upgrade_") + lang);
-        click(dlg, "pushButton_2");
-    });
-    trigger(w, "actionUpgrade");
+    shootModal("UpdateDlg", QStringLiteral("upgrade_") + lang, "pushButton_2", [w] { trigger(w, "actionUpgrade"); });
 
     // The About box is a real message box: let it show for once.
     Prompt::recordForTests(false);
@@ -491,19 +477,17 @@ void shootParts(MainWindow *w, const QString &lang)
     save(whole.copy(area.adjusted(-6, -6, 6, 6).intersected(whole.rect())), QStringLiteral("sendpanel_") + lang);
 }
 
-void tour(MainWindow *w, const char *languageAction, const QString &lang, bool full)
+void tour(MainWindow *w, const char *languageAction, const QString &lang)
 {
     switchTo(w, languageAction);
     trigger(w, "actionClearLog");
-    openDevice(w, lang, full);
+    openDevice(w, lang, true);
     fillTable(w);
     shoot(w, QStringLiteral("main_") + lang);
-    if (full) {
-        shootParts(w, lang);
-        shootMenus(w, lang);
-        shootFilterPopup(w, lang);
-        shootDialogs(w, lang);
-    }
+    shootParts(w, lang);
+    shootMenus(w, lang);
+    shootFilterPopup(w, lang);
+    shootDialogs(w, lang);
     closeDevice(w);
 }
 
@@ -511,9 +495,9 @@ void run(MainWindow *w)
 {
     // Tips and warnings are recorded, never left waiting for a click.
     Prompt::recordForTests(true);
-    tour(w, "actionChinese", QStringLiteral("zh"), true);
-    tour(w, "actionTraditional", QStringLiteral("zht"), false);
-    tour(w, "actionEnglish", QStringLiteral("en"), true);
+    tour(w, "actionChinese", QStringLiteral("zh"));
+    tour(w, "actionTraditional", QStringLiteral("zht"));
+    tour(w, "actionEnglish", QStringLiteral("en"));
     const auto boxes = Prompt::shown();
     for (const auto &box : boxes)
         std::fprintf(stderr, "ostrel_shots: unexpected message box: %s / %s\n", qPrintable(box.first),
