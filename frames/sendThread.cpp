@@ -13,6 +13,14 @@ namespace {
 constexpr qint64 kKeepSendingCount = 0x7FFFFFFFFFFFFFFFLL;
 constexpr qint64 kDayMs = 86400000;
 
+// An interval of 0 means no pause: even msleep(0) gives the CPU away for the
+// timer slack (tens of microseconds), a gap on a busy bus.
+void pause(ulong ms)
+{
+    if (ms != 0)
+        QThread::msleep(ms);
+}
+
 // Time of the previous file row in ms since midnight (0 = none). Shared by
 // both send threads on purpose: two file sends at once disturb each other's
 // recorded timing, which is accepted.
@@ -192,7 +200,7 @@ void sendThread::runCount()
         else
             buildCanBatch(canRecords, batch, 2);
 
-        QThread::msleep(m_interval);
+        pause(m_interval);
     }
 
     if (m_stop)
@@ -288,14 +296,10 @@ bool sendThread::sendFileRow(const QStringList &fields)
     const qint64 previous = g_previousRowTime;
     if (rowTime < previous)
         rowTime += kDayMs; // the capture ran past midnight
-    // An interval of 0 means no pause: even msleep(0) would give the CPU
-    // away for the timer slack (tens of microseconds), a gap on a busy bus.
-    if (m_fileInterval != kRecordedTiming) {
-        if (m_fileInterval != 0)
-            QThread::msleep(m_fileInterval);
-    }
+    if (m_fileInterval != kRecordedTiming)
+        pause(m_fileInterval);
     else if (previous != 0 && rowTime - previous > 0)
-        QThread::msleep(ulong(rowTime - previous));
+        pause(ulong(rowTime - previous));
     g_previousRowTime = rowTime;
 
     const QString &protocol = fields.at(9);
