@@ -4,8 +4,10 @@
 #include "ui_MainWindow.h"
 
 #include "DeviceLayer.h"
+#include "FrameCounter.h"
 #include "Lang.h"
 #include "MyTableModel.h"
+#include "PendingFrames.h"
 #include "Prompt.h"
 #include "SettingsStore.h"
 #include "SiftDialog.h"

@@ -1,4 +1,7 @@
+#include "DeviceLayer.h"
+#include "KestrixLibrary.h"
 #include "MainWindow.h"
+#include "SimulatedAdapter.h"
 
 #include <QApplication>
 
@@ -7,6 +10,9 @@ int main(int argc, char *argv[])
     // On Windows QApplication takes the wide command line from the process
     // itself (qWinMain converts it), so argc/argv are already Unicode-safe.
     QApplication app(argc, argv);
+    // The adapter's own library where it loads, otherwise the simulated adapter.
+    const KestrixDriver *table = kestrixLibrary();
+    installDriver(table ? table : simulatedDriver());
     auto *window = new MainWindow;
     window->show();
     const int result = app.exec();

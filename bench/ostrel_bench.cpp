@@ -17,6 +17,7 @@
 #include "FreshProcess.h"
 #include "MainWindow.h"
 #include "ModelItem.h"
+#include "PendingFrames.h"
 #include "Prompt.h"
 #include "RuntimeFolder.h"
 #include "SettingsStore.h"
@@ -229,8 +230,7 @@ public:
         if (timer) {
             for (int k = 0; k < 4; ++k)
                 before[k] = counts[k]->text();
-            QMutexLocker lock(&pendingFramesLock);
-            waiting = pendingFrames.size();
+            waiting = pendingFrames().pendingCount();
         }
         const double c0 = timer ? threadCpuMs() : 0.0;
         const qint64 t0 = m_clock.nsecsElapsed();

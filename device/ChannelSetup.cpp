@@ -36,6 +36,51 @@ bool writeFilterRows(unsigned ch, const QString &rowText)
     return ackFilter(ch);
 }
 
+Step configure(unsigned ch, Purpose purpose)
+{
+    const int n = int(ch) + 1;
+    if (!setCanFdStandard(ch, paramNumber(n, "canFDStandard")))
+        return Step::Standard;
+    if (paramNumber(n, "isCustomBaudrate") != 0) {
+        if (!setCustomBaudRate(ch, param(n, "CustomBaudrate")))
+            return Step::CustomBaudRate;
+    } else if (!setBaudRate(ch, paramNumber(n, "ABIT1"), paramNumber(n, "ABIT2"))) {
+        return Step::BaudRate;
+    }
+    if (purpose == Purpose::Open && !initChannel(ch, paramNumber(n, "workStatus")))
+        return Step::Init;
+    if (paramNumber(n, "filterMode") != 0) {
+        const QString rows = param(n, "FilterID");
+        const bool skip = purpose == Purpose::Open && rows.isEmpty();
+        if (!skip && !writeFilterRows(ch, rows))
+            return Step::Filter;
+    }
+    if (purpose == Purpose::Open && !startChannel(ch))
+        return Step::Start;
+    return Step::None;
+}
+
+QString failureText(Step step)
+{
+    switch (step) {
+    case Step::Standard:
+        return standardFailedText();
+    case Step::BaudRate:
+        return baudRateFailedText();
+    case Step::CustomBaudRate:
+        return customBaudRateFailedText();
+    case Step::Init:
+        return initFailedText();
+    case Step::Filter:
+        return filterFailedText();
+    case Step::Start:
+        return startFailedText();
+    case Step::None:
+        break;
+    }
+    return QString();
+}
+
 QString standardFailedText()
 {
     return Lang::pick(QStringLiteral("设置CANFD标准失败！"), QStringLiteral("設置CANFD標準失敗！"),

@@ -6,9 +6,26 @@
 
 namespace {
 DeviceState g_state;
-std::atomic<int> g_language{0};
-QMutex g_counterLock;
-quint64 g_frameCounter = 0;
+
+// The table in force before a back-end is installed: no adapter answers, every
+// operation fails the way the driver reports a missing device.
+uint32_t KX_CALL noOpen(uint32_t, uint32_t, uint32_t) { return 0; }
+uint32_t KX_CALL noDevice(uint32_t) { return 0; }
+uint32_t KX_CALL noInfo(uint32_t, DeviceInfoRecord *) { return 0; }
+uint32_t KX_CALL noInit(uint32_t, uint32_t, ChannelInitRecord *) { return 0; }
+uint32_t KX_CALL noTransmitCan(uint32_t, CanTransmitRecord *, uint32_t) { return 0; }
+uint32_t KX_CALL noReceiveCan(uint32_t, CanReceiveRecord *, uint32_t, int32_t) { return 0; }
+uint32_t KX_CALL noTransmitCanFd(uint32_t, CanFdTransmitRecord *, uint32_t) { return 0; }
+uint32_t KX_CALL noReceiveCanFd(uint32_t, CanFdReceiveRecord *, uint32_t, int32_t) { return 0; }
+PropertyInterface *KX_CALL noProperty(uint32_t) { return nullptr; }
+uint32_t KX_CALL noSet(uint32_t, uint32_t, uint32_t) { return 0; }
+uint32_t KX_CALL noReset() { return 0; }
+
+const KestrixDriver kNoDriver = {noOpen, noDevice, noInfo, noDevice, noInit, noDevice, noDevice,
+    noTransmitCan, noReceiveCan, noTransmitCanFd, noReceiveCanFd, noProperty, noDevice, noSet, noSet,
+    noSet, noReset};
+
+std::atomic<const KestrixDriver *> g_driver{&kNoDriver};
 
 QByteArray channelPath(unsigned ch, const char *name)
 {
@@ -30,6 +47,16 @@ uint32_t handleOf(unsigned ch)
     return g_state.channelHandle[ch ? 1 : 0].load();
 }
 } // namespace
+
+const KestrixDriver &driver()
+{
+    return *g_driver.load(std::memory_order_acquire);
+}
+
+void installDriver(const KestrixDriver *table)
+{
+    g_driver.store(table ? table : &kNoDriver, std::memory_order_release);
+}
 
 DeviceState &deviceState()
 {
@@ -220,34 +247,4 @@ bool updateDevice(uint32_t index)
     if (!isDeviceOpen())
         return false;
     return driver().UpdateDevice(g_state.deviceHandle) == 1;
-}
-
-int languageCode()
-{
-    return g_language.load(std::memory_order_relaxed);
-}
-
-void setLanguageCode(int code)
-{
-    g_language.store(code, std::memory_order_relaxed);
-}
-
-quint64 nextFrameIndex()
-{
-    QMutexLocker lock(&g_counterLock);
-    return ++g_frameCounter;
-}
-
-quint64 takeFrameIndices(quint64 count)
-{
-    QMutexLocker lock(&g_counterLock);
-    const quint64 first = g_frameCounter + 1;
-    g_frameCounter += count;
-    return first;
-}
-
-void resetFrameCounter()
-{
-    QMutexLocker lock(&g_counterLock);
-    g_frameCounter = 0;
 }

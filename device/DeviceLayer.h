@@ -24,11 +24,11 @@ struct DeviceState {
 DeviceState &deviceState();
 void resetDeviceState();
 
-// The driver table in use: Kestrix.dll on Windows when present, otherwise the
-// built-in simulated adapter. Tests install their own table.
+// The driver table in use. The program's entry installs one back-end (the
+// Kestrix.dll binding or the built-in simulated adapter), tests install their
+// own; until then every operation fails as if no adapter were attached.
 const KestrixDriver &driver();
 void installDriver(const KestrixDriver *table);
-bool driverIsSimulated();
 
 bool isDeviceOpen();
 bool isChannelOpen(unsigned ch);
@@ -54,12 +54,3 @@ uint16_t refreshDeviceInfo();
 QString deviceInfoText();
 QString versionText(uint16_t word);
 bool updateDevice(uint32_t index);
-
-// Process-wide values kept beside the device record.
-int languageCode();              // 0 Simplified Chinese, 1 Traditional Chinese, 2 English
-void setLanguageCode(int code);
-quint64 nextFrameIndex();        // the global frame counter: first value after a reset is 1
-// Takes `count` consecutive values of the counter in one step and returns the
-// first: the same numbers as `count` calls of nextFrameIndex, one lock.
-quint64 takeFrameIndices(quint64 count);
-void resetFrameCounter();

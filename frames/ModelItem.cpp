@@ -4,25 +4,6 @@
 
 #include <atomic>
 
-QList<ModelItem> pendingFrames;
-QMutex pendingFramesLock;
-
-void appendPendingFrames(QList<ModelItem> batch)
-{
-    if (batch.isEmpty())
-        return;
-    QMutexLocker lock(&pendingFramesLock);
-    pendingFrames.append(batch);
-}
-
-QList<ModelItem> takePendingFrames()
-{
-    QList<ModelItem> taken;
-    QMutexLocker lock(&pendingFramesLock);
-    taken.swap(pendingFrames);
-    return taken;
-}
-
 namespace {
 QMutex recycledLock;
 QList<ModelItem> recycled;

@@ -2,7 +2,6 @@
 // One frame as one row of the frame list: two numbers and eleven ready-made
 // display texts in column order.
 #include <QList>
-#include <QMutex>
 #include <QMetaType>
 #include <QString>
 
@@ -24,13 +23,6 @@ struct ModelItem {
 
 Q_DECLARE_METATYPE(ModelItem)
 Q_DECLARE_METATYPE(QList<ModelItem>)
-
-// The hand-over list from the worker threads to the GUI thread.
-extern QList<ModelItem> pendingFrames;
-extern QMutex pendingFramesLock;
-
-void appendPendingFrames(QList<ModelItem> batch);
-QList<ModelItem> takePendingFrames();
 
 // Records the main window has finished with. Their texts were allocated in
 // the worker threads; a receive thread frees them at its next pass, so the

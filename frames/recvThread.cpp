@@ -1,7 +1,8 @@
 #include "recvThread.h"
 
 #include "DeviceLayer.h"
-#include "FrameText.h"
+#include "FrameBatch.h"
+#include "PendingFrames.h"
 #include "SettingsStore.h"
 
 #include <algorithm>
@@ -93,40 +94,12 @@ void recvThread::checkContinuity(uint32_t idWord, std::atomic<uint32_t> &lastId)
 
 void recvThread::buildCanBatch(const CanReceiveRecord *records, uint count)
 {
-    QList<ModelItem> batch;
-    batch.reserve(int(count));
-    for (uint i = 0; i < count; ++i) {
-        const CanReceiveRecord &rec = records[i];
-        batch.append(ModelItem());
-        ModelItem &item = batch.last();
-        item.channel = m_channel;
-        item.direction = 1;
-        item.timeStamp = FrameText::receivedTimeStamp(rec.timestamp);
-        item.channelText = FrameText::channelText(m_channel);
-        item.dirText = FrameText::directionText(true);
-        checkContinuity(rec.id, m_lastCanId);
-        FrameText::fillFrameTexts(item, languageCode(), rec.id, rec.length, rec.data, sizeof rec.data, false, 0, false);
-    }
-    appendPendingFrames(std::move(batch));
+    appendPendingFrames(FrameBatch::build(records, count, m_channel,
+        [this](const CanReceiveRecord &rec) { checkContinuity(rec.id, m_lastCanId); }));
 }
 
 void recvThread::buildCanFdBatch(const CanFdReceiveRecord *records, uint count)
 {
-    QList<ModelItem> batch;
-    batch.reserve(int(count));
-    for (uint i = 0; i < count; ++i) {
-        const CanFdReceiveRecord &rec = records[i];
-        batch.append(ModelItem());
-        ModelItem &item = batch.last();
-        item.channel = m_channel;
-        item.direction = 1;
-        item.timeStamp = FrameText::receivedTimeStamp(rec.timestamp);
-        item.channelText = FrameText::channelText(m_channel);
-        item.dirText = FrameText::directionText(true);
-        checkContinuity(rec.id, m_lastFdId);
-        // A received CAN FD remote frame is the one record whose data text stays empty.
-        FrameText::fillFrameTexts(
-            item, languageCode(), rec.id, rec.length, rec.data, sizeof rec.data, true, rec.flags, true);
-    }
-    appendPendingFrames(std::move(batch));
+    appendPendingFrames(FrameBatch::build(records, count, m_channel,
+        [this](const CanFdReceiveRecord &rec) { checkContinuity(rec.id, m_lastFdId); }));
 }

@@ -1,7 +1,9 @@
 #include "sendThread.h"
 
 #include "DeviceLayer.h"
+#include "FrameBatch.h"
 #include "FrameText.h"
+#include "PendingFrames.h"
 
 #include <QFile>
 #include <QTextStream>
@@ -344,40 +346,10 @@ bool sendThread::sendFileRow(const QStringList &fields)
 
 void sendThread::buildCanBatch(const CanTransmitRecord *records, uint count, uint16_t channel)
 {
-    const uint ch = (channel == 2) ? m_channel : channel;
-    QList<ModelItem> batch;
-    batch.reserve(int(count));
-    for (uint i = 0; i < count; ++i) {
-        const CanTransmitRecord &rec = records[i];
-        batch.append(ModelItem());
-        ModelItem &item = batch.last();
-        item.channel = ch;
-        item.direction = 0;
-        item.timeStamp = FrameText::transmittedTimeStamp();
-        item.channelText = FrameText::channelText(ch);
-        item.dirText = FrameText::directionText(false);
-        FrameText::fillFrameTexts(item, languageCode(), rec.id, rec.length, rec.data, sizeof rec.data, false, 0, false);
-    }
-    appendPendingFrames(std::move(batch));
+    appendPendingFrames(FrameBatch::build(records, count, (channel == 2) ? m_channel : channel));
 }
 
 void sendThread::buildCanFdBatch(const CanFdTransmitRecord *records, uint count, uint16_t channel)
 {
-    const uint ch = (channel == 2) ? m_channel : channel;
-    QList<ModelItem> batch;
-    batch.reserve(int(count));
-    for (uint i = 0; i < count; ++i) {
-        const CanFdTransmitRecord &rec = records[i];
-        batch.append(ModelItem());
-        ModelItem &item = batch.last();
-        item.channel = ch;
-        item.direction = 0;
-        item.timeStamp = FrameText::transmittedTimeStamp();
-        item.channelText = FrameText::channelText(ch);
-        item.dirText = FrameText::directionText(false);
-        // Unlike a received one, a transmitted CAN FD remote frame still shows "x| ".
-        FrameText::fillFrameTexts(
-            item, languageCode(), rec.id, rec.length, rec.data, sizeof rec.data, true, rec.flags, false);
-    }
-    appendPendingFrames(std::move(batch));
+    appendPendingFrames(FrameBatch::build(records, count, (channel == 2) ? m_channel : channel));
 }

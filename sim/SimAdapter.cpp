@@ -633,15 +633,15 @@ void SimAdapter::buildFloodFrame(uint64_t sequence, BusFrame &f) const
     f.ready = m_floodReady;
     f.idWord = static_cast<uint32_t>(sequence & 0x7FF);
     switch (m_floodFrame) {
-    case SimControl::FloodFrame::CanFdEmpty:
+    case Sim::FloodFrame::CanFdEmpty:
         f.fd = true;
         f.bitRateSwitch = true;
         break;
-    case SimControl::FloodFrame::Can8:
+    case Sim::FloodFrame::Can8:
         f.length = 8;
         putSequence(f.data, sequence);
         break;
-    case SimControl::FloodFrame::CanFd64:
+    case Sim::FloodFrame::CanFd64:
         f.fd = true;
         f.bitRateSwitch = true;
         f.length = 64;
@@ -866,7 +866,7 @@ void SimAdapter::stopFloodThread()
 void SimAdapter::floodLoop()
 {
     std::unique_lock<std::mutex> lock(m_lock);
-    const bool fd = m_floodFrame != SimControl::FloodFrame::Can8;
+    const bool fd = m_floodFrame != Sim::FloodFrame::Can8;
     while (!m_floodStop) {
         size_t batch = kFloodBatch;
         int targets = 0;
@@ -996,7 +996,7 @@ quint64 SimAdapter::droppedFrames(unsigned channel)
     return channel > 1 ? 0 : m_ch[channel].dropped;
 }
 
-void SimAdapter::startFlood(SimControl::FloodMode mode, SimControl::FloodFrame frame)
+void SimAdapter::startFlood(Sim::FloodMode mode, Sim::FloodFrame frame)
 {
     std::lock_guard<std::mutex> control(m_control);
     stopFloodThread();
@@ -1004,11 +1004,11 @@ void SimAdapter::startFlood(SimControl::FloodMode mode, SimControl::FloodFrame f
         std::lock_guard<std::mutex> lock(m_lock);
         m_floodFrame = frame;
         m_floodSequence = 0;
-        m_floodOnBus = mode == SimControl::FloodMode::BusLimit;
+        m_floodOnBus = mode == Sim::FloodMode::BusLimit;
         m_floodReady = nowNs();
         m_floodStop = false;
     }
-    if (mode == SimControl::FloodMode::AsFastAsPossible)
+    if (mode == Sim::FloodMode::AsFastAsPossible)
         m_floodThread = std::thread(&SimAdapter::floodLoop, this);
     m_busWake.notify_all();
 }
@@ -1037,11 +1037,11 @@ void SimAdapter::resetForTests()
     std::lock_guard<std::mutex> lock(m_lock);
     closeLocked();
     m_plugged = true;
-    m_firmware = SimControl::kDefaultFirmwareVersion;
+    m_firmware = Sim::kDefaultFirmwareVersion;
     m_nodes.clear();
     m_clocks.clear();
     m_nodesOn = true;
     m_configProblem.clear();
     m_floodSequence = 0;
-    m_floodFrame = SimControl::FloodFrame::CanFdEmpty;
+    m_floodFrame = Sim::FloodFrame::CanFdEmpty;
 }

@@ -16,7 +16,7 @@
 
 #include "DriverApi.h"
 #include "RingQueue.h"
-#include "SimControl.h"
+#include "SimTypes.h"
 #include "SimNodes.h"
 
 #include <QString>
@@ -72,7 +72,7 @@ public:
     bool nodesEnabled();
     QString configProblem();
     quint64 droppedFrames(unsigned channel);
-    void startFlood(SimControl::FloodMode mode, SimControl::FloodFrame frame);
+    void startFlood(Sim::FloodMode mode, Sim::FloodFrame frame);
     void stopFlood();
     quint64 floodInjected();
     void resetForTests();
@@ -178,7 +178,7 @@ private:
     uint32_t m_device = 0;
     uint32_t m_openCount = 0;
     uint32_t m_handleCount = 0;
-    uint16_t m_firmware = SimControl::kDefaultFirmwareVersion;
+    uint16_t m_firmware = Sim::kDefaultFirmwareVersion;
     Channel m_ch[2];
 
     std::vector<SimNode> m_nodes;
@@ -190,7 +190,7 @@ private:
     int64_t m_nextEvent = 0;     // when running the bus next changes something
     int m_waiters = 0;
 
-    SimControl::FloodFrame m_floodFrame = SimControl::FloodFrame::CanFdEmpty;
+    Sim::FloodFrame m_floodFrame = Sim::FloodFrame::CanFdEmpty;
     bool m_floodOnBus = false;
     int64_t m_floodReady = 0;
     uint64_t m_floodSequence = 0;

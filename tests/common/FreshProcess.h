@@ -2,7 +2,9 @@
 // Puts the process back where a user's first start finds it; shared by the
 // tests and the benchmark.
 #include "DeviceLayer.h"
-#include "ModelItem.h"
+#include "FrameCounter.h"
+#include "Lang.h"
+#include "PendingFrames.h"
 #include "Prompt.h"
 #include "SimControl.h"
 #include "SimulatedAdapter.h"

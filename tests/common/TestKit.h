@@ -3,6 +3,7 @@
 // children, answering modal dialogs, switching the language, recorded boxes.
 #include "DeviceLayer.h"
 #include "FreshProcess.h"
+#include "Lang.h"
 #include "ModelItem.h"
 #include "Prompt.h"
 #include "SimControl.h"

@@ -2,7 +2,9 @@
 // list, the receive thread on the recording fake driver, and the frame list
 // model under QAbstractItemModelTester.
 #include "FakeDriver.h"
+#include "Lang.h"
 #include "ModelItem.h"
+#include "PendingFrames.h"
 #include "MyTableModel.h"
 #include "SettingsStore.h"
 #include "TestKit.h"

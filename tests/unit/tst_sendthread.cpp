@@ -2,7 +2,9 @@
 // record bytes, log lines and failures in the count mode; CSV rows, timing,
 // channels and errors in the file mode.
 #include "FakeDriver.h"
+#include "Lang.h"
 #include "ModelItem.h"
+#include "PendingFrames.h"
 #include "SettingsStore.h"
 #include "TestKit.h"
 #include "sendThread.h"

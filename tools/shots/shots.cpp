@@ -5,9 +5,11 @@
 // as PNG files in OUTDIR, in Simplified Chinese, Traditional Chinese (main
 // window only) and English. Run it on a real display server (xcb, for example
 // under xvfb-run) so fonts are rendered as a user sees them.
+#include "DeviceLayer.h"
 #include "AppPaths.h"
 #include "MainWindow.h"
 #include "Prompt.h"
+#include "SimulatedAdapter.h"
 #include "SiftDialog.h"
 
 #include <QAbstractButton>
@@ -523,6 +525,7 @@ int main(int argc, char *argv[])
     }
     g_out = QDir(QString::fromLocal8Bit(argv[1])).absolutePath();
     QDir().mkpath(g_out);
+    installDriver(simulatedDriver());
 
     // A first start: catalogues, company name and language choice as
     // installed, no settings yet, and the calm screenshot bus.

@@ -3,6 +3,11 @@
 // 1 Traditional Chinese, 2 English; any other code counts as 0.
 #include <QString>
 
+// The process-wide language code, 0 at start; set at start-up and by the
+// language menu.
+int languageCode();
+void setLanguageCode(int code);
+
 namespace Lang {
 QString pick(const QString &zh, const QString &zht, const QString &en);
 QString pick(int code, const QString &zh, const QString &zht, const QString &en);

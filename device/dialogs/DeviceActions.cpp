@@ -27,22 +27,9 @@ bool applyChannelParameters(QWidget *parent, const std::function<void(const QStr
         // A closed channel ends the action, even when the next one is running.
         if (!isChannelOpen(c))
             break;
-        const int n = int(c) + 1;
-        if (!setCanFdStandard(c, paramNumber(n, "canFDStandard"))) {
-            Prompt::warning(parent, Lang::warningTitle(), standardFailedText());
-            return false;
-        }
-        if (paramNumber(n, "isCustomBaudrate") != 0) {
-            if (!setCustomBaudRate(c, param(n, "CustomBaudrate"))) {
-                Prompt::warning(parent, Lang::warningTitle(), customBaudRateFailedText());
-                return false;
-            }
-        } else if (!setBaudRate(c, paramNumber(n, "ABIT1"), paramNumber(n, "ABIT2"))) {
-            Prompt::warning(parent, Lang::warningTitle(), baudRateFailedText());
-            return false;
-        }
-        if (paramNumber(n, "filterMode") != 0 && !writeFilterRows(c, param(n, "FilterID"))) {
-            Prompt::warning(parent, Lang::warningTitle(), filterFailedText());
+        const Step failed = configure(c, Purpose::Reapply);
+        if (failed != Step::None) {
+            Prompt::warning(parent, Lang::warningTitle(), failureText(failed));
             return false;
         }
         if (log)

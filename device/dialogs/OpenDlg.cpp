@@ -128,35 +128,9 @@ void OpenDlg::openCh(int ch)
 
 bool OpenDlg::configureChannel(unsigned i)
 {
-    using namespace ChannelSetup;
-    const int n = int(i) + 1;
-    if (!setCanFdStandard(i, paramNumber(n, "canFDStandard"))) {
-        warn(standardFailedText());
-        return false;
-    }
-    if (paramNumber(n, "isCustomBaudrate") == 0) {
-        if (!setBaudRate(i, paramNumber(n, "ABIT1"), paramNumber(n, "ABIT2"))) {
-            warn(baudRateFailedText());
-            return false;
-        }
-    } else if (!setCustomBaudRate(i, param(n, "CustomBaudrate"))) {
-        warn(customBaudRateFailedText());
-        return false;
-    }
-    if (!initChannel(i, paramNumber(n, "workStatus"))) {
-        warn(initFailedText());
-        return false;
-    }
-    if (paramNumber(n, "filterMode") != 0) {
-        // Without rows the channel simply runs without a hardware filter.
-        const QString rows = param(n, "FilterID");
-        if (!rows.isEmpty() && !writeFilterRows(i, rows)) {
-            warn(filterFailedText());
-            return false;
-        }
-    }
-    if (!startChannel(i)) {
-        warn(startFailedText());
+    const ChannelSetup::Step failed = ChannelSetup::configure(i, ChannelSetup::Purpose::Open);
+    if (failed != ChannelSetup::Step::None) {
+        warn(ChannelSetup::failureText(failed));
         return false;
     }
     return true;

@@ -1,6 +1,20 @@
 #include "Lang.h"
 
-#include "DeviceLayer.h"
+#include <atomic>
+
+namespace {
+std::atomic<int> g_language{0};
+}
+
+int languageCode()
+{
+    return g_language.load(std::memory_order_relaxed);
+}
+
+void setLanguageCode(int code)
+{
+    g_language.store(code, std::memory_order_relaxed);
+}
 
 namespace Lang {
 QString pick(int code, const QString &zh, const QString &zht, const QString &en)

@@ -4,6 +4,7 @@
 // (simulatedDriver()); nothing here is used outside tests and benchmarks.
 
 #include "DriverApi.h"
+#include "SimTypes.h"
 
 #include <QString>
 #include <QtGlobal>
@@ -11,8 +12,7 @@
 
 namespace SimControl {
 
-// The firmware version word GetDeviceInfo reports unless changed.
-constexpr uint16_t kDefaultFirmwareVersion = 0x0211;
+constexpr uint16_t kDefaultFirmwareVersion = Sim::kDefaultFirmwareVersion;
 
 // Pulling the USB cable: GetDeviceStatus stops answering 2, every transmit,
 // receive and configuration call fails, queued frames are lost. Device and
@@ -47,33 +47,8 @@ QString configProblem();
 // channel was started.
 quint64 droppedFrames(unsigned channel);
 
-enum class FloodMode {
-    // Other nodes send back to back: the bus is busy all the time at the
-    // rates of channel 0 (channel 1 when only it is started). Every frame goes
-    // through the bus, so both started channels receive it, subject to their
-    // acceptance filters, with bus time stamps; the frame rate is exactly
-    // what the bus carries (54 945 frames/s over both channels for empty
-    // CAN FD frames at 1M/5M).
-    BusLimit,
-    // Records are written straight into the receive queues of both started
-    // channels by a background thread, as fast as the readers empty them; it
-    // waits while a queue is full, so nothing is ever dropped. For measuring
-    // the receive pipeline, not the bus.
-    AsFastAsPossible,
-};
-
-enum class FloodFrame {
-    // CAN FD, 0 data bytes, bit-rate switch on; the sequence number is in the
-    // identifier only (standard identifier = sequence & 0x7FF, so it wraps
-    // from 0x7FF to 0x000).
-    CanFdEmpty,
-    // Classic CAN, 8 data bytes holding the 64-bit sequence number little
-    // endian; standard identifier = sequence & 0x7FF.
-    Can8,
-    // CAN FD, 64 data bytes, bit-rate switch on; bytes 0-7 hold the sequence
-    // number little endian, the rest are 0; standard identifier = sequence & 0x7FF.
-    CanFd64,
-};
+using FloodMode = Sim::FloodMode;
+using FloodFrame = Sim::FloodFrame;
 
 // Starts (or restarts, from sequence 0) a flood. Flood frames come from
 // neither channel, so neither one's transmit queue is involved. The flood ends
