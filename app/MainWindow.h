@@ -71,8 +71,8 @@ private slots:
     void on_ch2StopSendBtn_clicked();
     void on_ch1ProtocolCombo_currentIndexChanged(int index);
     void on_ch2ProtocolCombo_currentIndexChanged(int index);
-    void on_ch1sendLenCombo_currentIndexChanged(const QString &arg1);
-    void on_ch2sendLenCombo_activated(const QString &arg1);
+    void on_ch1sendLenCombo_currentIndexChanged(int index);
+    void on_ch2sendLenCombo_activated(int index);
     void on_ch1FrameDataCombo_currentIndexChanged(int index);
     void on_ch2FrameDataCombo_currentIndexChanged(int index);
     void on_pushButton_3_clicked();

@@ -166,8 +166,8 @@ void MainWindow::protocolChanged(int ch, int index)
         len->setCurrentText(QStringLiteral("8"));
 }
 
-void MainWindow::on_ch1sendLenCombo_currentIndexChanged(const QString &arg1) { lengthChanged(0, arg1); }
-void MainWindow::on_ch2sendLenCombo_activated(const QString &arg1) { lengthChanged(1, arg1); }
+void MainWindow::on_ch1sendLenCombo_currentIndexChanged(int index) { lengthChanged(0, ui->ch1sendLenCombo->itemText(index)); }
+void MainWindow::on_ch2sendLenCombo_activated(int index) { lengthChanged(1, ui->ch2sendLenCombo->itemText(index)); }
 
 void MainWindow::lengthChanged(int ch, const QString &len)
 {
