@@ -3,18 +3,12 @@
 #include <atomic>
 
 namespace {
-std::atomic<int> g_language{0};
+std::atomic<int> g_language { 0 };
 }
 
-int languageCode()
-{
-    return g_language.load(std::memory_order_relaxed);
-}
+int languageCode() { return g_language.load(std::memory_order_relaxed); }
 
-void setLanguageCode(int code)
-{
-    g_language.store(code, std::memory_order_relaxed);
-}
+void setLanguageCode(int code) { g_language.store(code, std::memory_order_relaxed); }
 
 namespace Lang {
 QString pick(int code, const QString &zh, const QString &zht, const QString &en)
@@ -29,28 +23,13 @@ QString pick(int code, const QString &zh, const QString &zht, const QString &en)
     }
 }
 
-QString pick(const QString &zh, const QString &zht, const QString &en)
-{
-    return pick(languageCode(), zh, zht, en);
-}
+QString pick(const QString &zh, const QString &zht, const QString &en) { return pick(languageCode(), zh, zht, en); }
 
-QString warningTitle()
-{
-    return pick(QStringLiteral("警告"), QStringLiteral("警告"), QStringLiteral("warning"));
-}
+QString warningTitle() { return pick(QStringLiteral("警告"), QStringLiteral("警告"), QStringLiteral("warning")); }
 
-QString noticeTitle()
-{
-    return pick(QStringLiteral("提示"), QStringLiteral("提示"), QStringLiteral("warning"));
-}
+QString noticeTitle() { return pick(QStringLiteral("提示"), QStringLiteral("提示"), QStringLiteral("warning")); }
 
-QString tipTitle()
-{
-    return pick(QStringLiteral("提示"), QStringLiteral("提示"), QStringLiteral("tip"));
-}
+QString tipTitle() { return pick(QStringLiteral("提示"), QStringLiteral("提示"), QStringLiteral("tip")); }
 
-QString errorTitle()
-{
-    return pick(QStringLiteral("错误"), QStringLiteral("錯誤"), QStringLiteral("error"));
-}
+QString errorTitle() { return pick(QStringLiteral("错误"), QStringLiteral("錯誤"), QStringLiteral("error")); }
 }

@@ -21,11 +21,10 @@ PropertyInterface *KX_CALL noProperty(uint32_t) { return nullptr; }
 uint32_t KX_CALL noSet(uint32_t, uint32_t, uint32_t) { return 0; }
 uint32_t KX_CALL noReset() { return 0; }
 
-const KestrixDriver kNoDriver = {noOpen, noDevice, noInfo, noDevice, noInit, noDevice, noDevice,
-    noTransmitCan, noReceiveCan, noTransmitCanFd, noReceiveCanFd, noProperty, noDevice, noSet, noSet,
-    noSet, noReset};
+const KestrixDriver kNoDriver = { noOpen, noDevice, noInfo, noDevice, noInit, noDevice, noDevice, noTransmitCan,
+    noReceiveCan, noTransmitCanFd, noReceiveCanFd, noProperty, noDevice, noSet, noSet, noSet, noReset };
 
-std::atomic<const KestrixDriver *> g_driver{&kNoDriver};
+std::atomic<const KestrixDriver *> g_driver { &kNoDriver };
 
 QByteArray channelPath(unsigned ch, const char *name)
 {
@@ -42,26 +41,17 @@ bool writeProperty(unsigned ch, const char *name, const QByteArray &value)
     return prop->SetValue(channelPath(ch, name).constData(), value.constData()) == 1;
 }
 
-uint32_t handleOf(unsigned ch)
-{
-    return g_state.channelHandle[ch ? 1 : 0].load();
-}
+uint32_t handleOf(unsigned ch) { return g_state.channelHandle[ch ? 1 : 0].load(); }
 } // namespace
 
-const KestrixDriver &driver()
-{
-    return *g_driver.load(std::memory_order_acquire);
-}
+const KestrixDriver &driver() { return *g_driver.load(std::memory_order_acquire); }
 
 void installDriver(const KestrixDriver *table)
 {
     g_driver.store(table ? table : &kNoDriver, std::memory_order_release);
 }
 
-DeviceState &deviceState()
-{
-    return g_state;
-}
+DeviceState &deviceState() { return g_state; }
 
 void resetDeviceState()
 {
@@ -73,15 +63,9 @@ void resetDeviceState()
     std::memset(&g_state.initRecord, 0, sizeof g_state.initRecord);
 }
 
-bool isDeviceOpen()
-{
-    return g_state.deviceHandle.load() != 0;
-}
+bool isDeviceOpen() { return g_state.deviceHandle.load() != 0; }
 
-bool isChannelOpen(unsigned ch)
-{
-    return handleOf(ch) != 0;
-}
+bool isChannelOpen(unsigned ch) { return handleOf(ch) != 0; }
 
 bool openDevice(uint32_t type, uint32_t index, uint32_t reserved)
 {
@@ -134,22 +118,15 @@ bool setTerminalResistance(unsigned ch, uint32_t value)
     return writeProperty(ch, "/initenal_resistance", QByteArray::number(value));
 }
 
-bool clearFilter(unsigned ch)
-{
-    return writeProperty(ch, "/filter_clear", "0");
-}
+bool clearFilter(unsigned ch) { return writeProperty(ch, "/filter_clear", "0"); }
 
 bool setFilterRange(unsigned ch, uint32_t mode, const QString &start, const QString &end)
 {
     return writeProperty(ch, "/filter_mode", QByteArray::number(mode))
-        && writeProperty(ch, "/filter_start", start.toUtf8())
-        && writeProperty(ch, "/filter_end", end.toUtf8());
+        && writeProperty(ch, "/filter_start", start.toUtf8()) && writeProperty(ch, "/filter_end", end.toUtf8());
 }
 
-bool ackFilter(unsigned ch)
-{
-    return writeProperty(ch, "/filter_ack", "0");
-}
+bool ackFilter(unsigned ch) { return writeProperty(ch, "/filter_ack", "0"); }
 
 bool initChannel(unsigned ch, uint32_t mode)
 {
@@ -162,10 +139,7 @@ bool initChannel(unsigned ch, uint32_t mode)
     return handle != 0;
 }
 
-bool startChannel(unsigned ch)
-{
-    return driver().StartChannel(handleOf(ch)) == 1;
-}
+bool startChannel(unsigned ch) { return driver().StartChannel(handleOf(ch)) == 1; }
 
 bool resetChannel(unsigned ch)
 {
@@ -214,7 +188,7 @@ uint16_t refreshDeviceInfo()
     const KestrixDriver &d = driver();
     if (d.GetDeviceStatus(g_state.deviceHandle) != 2)
         return 0;
-    DeviceInfoRecord rec{};
+    DeviceInfoRecord rec {};
     d.GetDeviceInfo(g_state.deviceHandle, &rec);
     QString serial = QString::fromLatin1(rec.serialNumber, sizeof rec.serialNumber);
     serial.remove(QLatin1Char(' '));

@@ -13,10 +13,10 @@
 struct DeviceState {
     // Read by the worker threads without a lock: a cleared handle is how a
     // receive or send loop learns that its channel has gone.
-    std::atomic<uint32_t> deviceHandle{0};
-    std::atomic<uint32_t> channelHandle[2] = {{0}, {0}};
-    std::atomic<PropertyInterface *> property{nullptr};
-    ChannelInitRecord initRecord{};
+    std::atomic<uint32_t> deviceHandle { 0 };
+    std::atomic<uint32_t> channelHandle[2] = { { 0 }, { 0 } };
+    std::atomic<PropertyInterface *> property { nullptr };
+    ChannelInitRecord initRecord {};
     QString infoText;
 };
 

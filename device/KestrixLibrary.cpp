@@ -10,7 +10,8 @@ namespace {
 #ifdef _WIN32
 bool bind(KestrixDriver &table)
 {
-    const QString path = QDir::toNativeSeparators(QCoreApplication::applicationDirPath() + QStringLiteral("/Kestrix.dll"));
+    const QString path
+        = QDir::toNativeSeparators(QCoreApplication::applicationDirPath() + QStringLiteral("/Kestrix.dll"));
     HMODULE lib = LoadLibraryW(reinterpret_cast<LPCWSTR>(path.utf16()));
     if (!lib)
         return false;
@@ -31,7 +32,7 @@ bool bind(KestrixDriver &table)
 const KestrixDriver *load()
 {
 #ifdef _WIN32
-    static KestrixDriver table{};
+    static KestrixDriver table {};
     if (bind(table))
         return &table;
 #endif

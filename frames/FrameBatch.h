@@ -51,8 +51,7 @@ QList<ModelItem> build(const Record *records, uint count, uint channel, BeforeTe
     return batch;
 }
 
-template <typename Record>
-QList<ModelItem> build(const Record *records, uint count, uint channel)
+template <typename Record> QList<ModelItem> build(const Record *records, uint count, uint channel)
 {
     return build(records, count, channel, [](const Record &) {});
 }

@@ -7,7 +7,7 @@
 namespace {
 QMutex recycledLock;
 QList<ModelItem> recycled;
-std::atomic<bool> anyRecycled{false};
+std::atomic<bool> anyRecycled { false };
 } // namespace
 
 void recycleFrames(QList<ModelItem> &spent)

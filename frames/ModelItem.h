@@ -6,8 +6,8 @@
 #include <QString>
 
 struct ModelItem {
-    uint channel = 0;     // 0-based
-    uint direction = 0;   // 1 received, 0 transmitted
+    uint channel = 0; // 0-based
+    uint direction = 0; // 1 received, 0 transmitted
     QString indexText;
     QString systemTime;
     QString timeStamp;

@@ -24,12 +24,6 @@ private:
 // The one hand-over list of the process.
 PendingFrames &pendingFrames();
 
-inline void appendPendingFrames(QList<ModelItem> batch)
-{
-    pendingFrames().appendPendingFrames(std::move(batch));
-}
+inline void appendPendingFrames(QList<ModelItem> batch) { pendingFrames().appendPendingFrames(std::move(batch)); }
 
-inline QList<ModelItem> takePendingFrames()
-{
-    return pendingFrames().takePendingFrames();
-}
+inline QList<ModelItem> takePendingFrames() { return pendingFrames().takePendingFrames(); }

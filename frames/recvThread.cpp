@@ -94,12 +94,12 @@ void recvThread::checkContinuity(uint32_t idWord, std::atomic<uint32_t> &lastId)
 
 void recvThread::buildCanBatch(const CanReceiveRecord *records, uint count)
 {
-    appendPendingFrames(FrameBatch::build(records, count, m_channel,
-        [this](const CanReceiveRecord &rec) { checkContinuity(rec.id, m_lastCanId); }));
+    appendPendingFrames(FrameBatch::build(
+        records, count, m_channel, [this](const CanReceiveRecord &rec) { checkContinuity(rec.id, m_lastCanId); }));
 }
 
 void recvThread::buildCanFdBatch(const CanFdReceiveRecord *records, uint count)
 {
-    appendPendingFrames(FrameBatch::build(records, count, m_channel,
-        [this](const CanFdReceiveRecord &rec) { checkContinuity(rec.id, m_lastFdId); }));
+    appendPendingFrames(FrameBatch::build(
+        records, count, m_channel, [this](const CanFdReceiveRecord &rec) { checkContinuity(rec.id, m_lastFdId); }));
 }

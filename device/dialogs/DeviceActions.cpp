@@ -23,7 +23,7 @@ bool applyChannelParameters(QWidget *parent, const std::function<void(const QStr
             return false;
     }
     bool applied = false;
-    for (unsigned c : {0u, 1u}) {
+    for (unsigned c : { 0u, 1u }) {
         // A closed channel ends the action, even when the next one is running.
         if (!isChannelOpen(c))
             break;
@@ -52,12 +52,12 @@ void showDeviceInfo(QWidget *parent)
         Prompt::warning(parent, Lang::warningTitle(), ChannelSetup::deviceNotOpenText());
         return;
     }
-    DeviceInfoRecord record{};
+    DeviceInfoRecord record {};
     readDeviceInfo(record);
     if (record.fwVersion == 0) {
         Prompt::warning(parent, Lang::warningTitle(),
-                        Lang::pick(QStringLiteral("设备信息获取失败！"), QStringLiteral("設備信息獲取失敗！"),
-                                   QStringLiteral("Device information acquisition failed!")));
+            Lang::pick(QStringLiteral("设备信息获取失败！"), QStringLiteral("設備信息獲取失敗！"),
+                QStringLiteral("Device information acquisition failed!")));
         return;
     }
     INfDialog dlg(record, parent);
