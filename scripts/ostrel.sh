@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 mode=${1:-run}
-packages=(cmake make g++ qtbase5-dev qttools5-dev qttools5-dev-tools fonts-wqy-microhei)
+packages=(cmake make g++ qtbase5-dev qttools5-dev qttools5-dev-tools clang-format fonts-wqy-microhei)
 
 missing=()
 for p in "${packages[@]}"; do
@@ -18,7 +18,7 @@ if [ ${#missing[@]} -gt 0 ]; then
     apt-get install -y -qq --no-install-recommends "${missing[@]}"
 fi
 
-cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DOSTREL_WARNINGS_AS_ERRORS=ON >/dev/null
 cmake --build build -j"$(nproc)"
 
 case "$mode" in
@@ -30,6 +30,7 @@ run)
     exec ./build/bin/ostrel
     ;;
 test)
+    bash scripts/format.sh check
     cd build
     QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j"$(nproc)"
     ;;
