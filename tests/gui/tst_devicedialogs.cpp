@@ -372,6 +372,30 @@ private slots:
         QCOMPARE(shownBox(), warning);
     }
 
+    // A ticked filter without rows: opening runs the channel unfiltered, while
+    // re-applying still clears the filter and writes its one empty row.
+    void tickedFilterWithoutRows()
+    {
+        SettingsStore::setValue("ch1paramfilterMode", "1");
+        SettingsStore::setValue("ch1paramFilterID", "");
+        OpenDlg dlg(0);
+        openDialogWithDevice(dlg);
+        {
+            ModalAnswer answer(clickIn<ParaDialog>("btnConfirm"));
+            click(&dlg, "pushButton_3");
+        }
+        QCOMPARE(FakeDriver::log(),
+            QStringList({ "SetCanFdStandard(1,0,0)", "SetArbitrationBaud(1,0,0)", "SetDataBaud(1,0,0)",
+                "InitChannel(1,0)", "StartChannel(256)" }));
+        FakeDriver::clearCalls();
+        ModalAnswer answer(clickIn<ParaDialog>("btnConfirm"));
+        QVERIFY(DeviceActions::applyChannelParameters(nullptr, {}));
+        QCOMPARE(FakeDriver::log(),
+            QStringList({ "SetCanFdStandard(1,0,0)", "SetArbitrationBaud(1,0,0)", "SetDataBaud(1,0,0)",
+                "SetValue(0/filter_clear,0)", "SetValue(0/filter_mode,0)", "SetValue(0/filter_start,0x)",
+                "SetValue(0/filter_end,0x)", "SetValue(0/filter_ack,0)" }));
+    }
+
     void filterRows_data()
     {
         // added: "kind start end" in hex; rows: table texts, then "=" and the text read back
