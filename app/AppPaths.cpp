@@ -14,8 +14,5 @@ QString appDir()
     return QCoreApplication::applicationDirPath();
 }
 
-void setAppDirForTests(const QString &dir)
-{
-    g_override = dir;
-}
+void setAppDirForTests(const QString &dir) { g_override = dir; }
 }

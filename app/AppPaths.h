@@ -5,5 +5,5 @@
 // to the executable's folder. Tests point this at a temporary folder.
 namespace AppPaths {
 QString appDir();
-void setAppDirForTests(const QString &dir);   // empty restores the executable's folder
+void setAppDirForTests(const QString &dir); // empty restores the executable's folder
 }

@@ -51,16 +51,14 @@ void follow(QWidget *dialog, QScreen *screen)
 {
     if (!screen)
         return;
-    QObject::connect(screen, &QScreen::logicalDotsPerInchChanged, dialog,
-                     [dialog](qreal dpi) { apply(dialog, DpiScaler::factorFor(dpi)); }, Qt::UniqueConnection);
+    QObject::connect(
+        screen, &QScreen::logicalDotsPerInchChanged, dialog,
+        [dialog](qreal dpi) { apply(dialog, DpiScaler::factorFor(dpi)); }, Qt::UniqueConnection);
 }
 } // namespace
 
 namespace DpiScaler {
-double factorFor(double logicalDpi)
-{
-    return logicalDpi / 96.0;
-}
+double factorFor(double logicalDpi) { return logicalDpi / 96.0; }
 
 void attach(QWidget *dialog)
 {

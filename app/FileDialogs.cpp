@@ -32,10 +32,7 @@ void queueAnswersForTests(const QStringList &paths)
     g_answers += paths;
 }
 
-bool hasQueuedAnswers()
-{
-    return !g_answers.isEmpty();
-}
+bool hasQueuedAnswers() { return !g_answers.isEmpty(); }
 
 void openWithDesktop(const QString &path)
 {
@@ -52,8 +49,5 @@ void recordOpensForTests(bool on)
     g_opened.clear();
 }
 
-QStringList openedForTests()
-{
-    return g_opened;
-}
+QStringList openedForTests() { return g_opened; }
 }

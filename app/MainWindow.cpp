@@ -36,10 +36,7 @@
 namespace {
 const QString kTitlePrefix = QStringLiteral("Ostrel-");
 
-QString iniPath()
-{
-    return AppPaths::appDir() + QStringLiteral("/language/config.ini");
-}
+QString iniPath() { return AppPaths::appDir() + QStringLiteral("/language/config.ini"); }
 } // namespace
 
 MainWindow::MainWindow(QWidget *parent)
@@ -60,7 +57,7 @@ MainWindow::MainWindow(QWidget *parent)
 
     m_languageGroup = new QActionGroup(this);
     m_languageGroup->setExclusive(true);
-    for (QAction *a : {ui->actionChinese, ui->actionTraditional, ui->actionEnglish})
+    for (QAction *a : { ui->actionChinese, ui->actionTraditional, ui->actionEnglish })
         m_languageGroup->addAction(a);
     m_listLimit = SettingsStore::value(QStringLiteral("listCount"), QStringLiteral("1000")).toUInt();
 
@@ -102,7 +99,8 @@ MainWindow::MainWindow(QWidget *parent)
     }
 
     ui->actionTimeHex->setChecked(SettingsStore::value(QStringLiteral("timeHex"), QStringLiteral("1")).toUInt() == 1);
-    ui->actionRecvIDAdd->setChecked(SettingsStore::value(QStringLiteral("recvIDAdd"), QStringLiteral("0")).toUInt() == 1);
+    ui->actionRecvIDAdd->setChecked(
+        SettingsStore::value(QStringLiteral("recvIDAdd"), QStringLiteral("0")).toUInt() == 1);
     if (SettingsStore::value(QStringLiteral("recvIDAdd"), QStringLiteral("0")).toUInt() == 1) {
         m_recv[0]->resetLastIds();
         m_recv[1]->resetLastIds();
@@ -127,10 +125,13 @@ MainWindow::MainWindow(QWidget *parent)
     });
 
     connect(ui->actionDeviceInfo, &QAction::triggered, this, [this] { DeviceActions::showDeviceInfo(this); });
-    for (QAction *a : {ui->actionChinese, ui->actionTraditional, ui->actionEnglish})
+    for (QAction *a : { ui->actionChinese, ui->actionTraditional, ui->actionEnglish })
         connect(a, &QAction::triggered, this, [this, a](bool checked) { languageTriggered(a, checked); });
-    connect(ui->actionAbout, &QAction::triggered, this,
-            [this] { Prompt::information(this, Lang::pick(QStringLiteral("关于Ostrel"), QStringLiteral("關於Ostrel"), QStringLiteral("About Ostrel")), aboutText()); });
+    connect(ui->actionAbout, &QAction::triggered, this, [this] {
+        Prompt::information(this,
+            Lang::pick(QStringLiteral("关于Ostrel"), QStringLiteral("關於Ostrel"), QStringLiteral("About Ostrel")),
+            aboutText());
+    });
     connect(ui->actionHelpFolder, &QAction::triggered, this, [] {
         const QString sub = languageCode() == 2 ? QStringLiteral("/help/English") : QStringLiteral("/help/Chinese");
         FileDialogs::openWithDesktop(AppPaths::appDir() + sub);
@@ -138,7 +139,7 @@ MainWindow::MainWindow(QWidget *parent)
     connect(ui->actionOpenDevice, &QAction::triggered, this, &MainWindow::openDeviceAction);
     connect(ui->actionUpgrade, &QAction::triggered, this, &MainWindow::upgradeAction);
     connect(ui->actionCanSetting, &QAction::triggered, this,
-            [this] { DeviceActions::applyChannelParameters(this, [this](const QString &msg) { writeLog(msg); }); });
+        [this] { DeviceActions::applyChannelParameters(this, [this](const QString &msg) { writeLog(msg); }); });
     connect(ui->actionViewParam, &QAction::triggered, this, [this] { DeviceActions::viewChannelParameters(this); });
     connect(ui->actionFileSend, &QAction::triggered, this, &MainWindow::on_ch1SendFileBtn_clicked);
     connect(ui->actionListSend, &QAction::triggered, this, [this] {
@@ -149,7 +150,7 @@ MainWindow::MainWindow(QWidget *parent)
 
     m_valueDlg = new valueDialog(this);
     auto askValue = [this](int index) {
-        const quint32 current[3] = {m_scanTime, m_framesPerRecv, m_listLimit};
+        const quint32 current[3] = { m_scanTime, m_framesPerRecv, m_listLimit };
         m_valueDlg->setIndex(index);
         m_valueDlg->setText(QString::number(current[index]));
         m_valueDlg->show();
@@ -178,8 +179,8 @@ MainWindow::MainWindow(QWidget *parent)
     view->verticalHeader()->hide();
     view->horizontalHeader()->setStretchLastSection(true);
     // Columns wide enough for their longest text in any language.
-    const char *samples[] = {"0000000", "00:00:00.000", "0x00000000", "channel", "Rx/Tx",
-                             "0x00000000", "Extended Frame", "Remote Frame", "DLC", "CANFD-acceleration"};
+    const char *samples[] = { "0000000", "00:00:00.000", "0x00000000", "channel", "Rx/Tx", "0x00000000",
+        "Extended Frame", "Remote Frame", "DLC", "CANFD-acceleration" };
     for (int c = 0; c < 10; ++c)
         view->setColumnWidth(c, view->fontMetrics().horizontalAdvance(QLatin1String(samples[c])) + 12);
     connect(view, &QTableView::clicked, this, [this] { m_selectionKept = true; });
@@ -188,11 +189,11 @@ MainWindow::MainWindow(QWidget *parent)
     ui->splitter->setStretchFactor(1, 2);
     ui->topSplitter->setStretchFactor(0, 4);
     ui->topSplitter->setStretchFactor(1, 1);
-    ui->topSplitter->setSizes({1100, 260});
+    ui->topSplitter->setSizes({ 1100, 260 });
 
     QTimer::singleShot(1000, this, &MainWindow::deviceWatch);
     QTimer::singleShot(SettingsStore::value(QStringLiteral("refreshInterval"), QStringLiteral("100")).toInt(), this,
-                       &MainWindow::refreshDisplay);
+        &MainWindow::refreshDisplay);
     QTimer::singleShot(20, this, &MainWindow::lateInit);
 }
 
@@ -216,10 +217,7 @@ void MainWindow::setTitle(const QString &title)
     setWindowTitle(title);
 }
 
-QMenu *MainWindow::helpMenu() const
-{
-    return ui->menuHelp;
-}
+QMenu *MainWindow::helpMenu() const { return ui->menuHelp; }
 
 void MainWindow::setLa()
 {
@@ -248,11 +246,10 @@ void MainWindow::setLa()
     ui->logGroupBox->setTitle(p("操作记录", "操作記錄", "Operation Log"));
     updateTuningTexts();
 
-    m_model->setHeader({p("序号", "序號", "index"), p("系统时间", "系統時間", "system time"),
-                        p("时间标识", "時間標識", "time stamp"), p("通道", "通道", "channel"),
-                        p("收/发", "收/發", "Rx/Tx"), QStringLiteral("ID"), QStringLiteral("Frame"),
-                        p("类型", "類型", "type"), QStringLiteral("DLC"), QStringLiteral("CAN-FD"),
-                        p("数据", "數據", "data")});
+    m_model->setHeader(
+        { p("序号", "序號", "index"), p("系统时间", "系統時間", "system time"), p("时间标识", "時間標識", "time stamp"),
+            p("通道", "通道", "channel"), p("收/发", "收/發", "Rx/Tx"), QStringLiteral("ID"), QStringLiteral("Frame"),
+            p("类型", "類型", "type"), QStringLiteral("DLC"), QStringLiteral("CAN-FD"), p("数据", "數據", "data") });
 
     for (int ch = 0; ch < 2; ++ch) {
         const Panel w = panel(ch);
@@ -260,24 +257,27 @@ void MainWindow::setLa()
             for (int i = 0; i < items.size() && i < combo->count(); ++i)
                 combo->setItemText(i, items.at(i));
         };
-        setItems(w.frameType, {p("标准帧", "標準幀", "Standard Frame"), p("扩展帧", "擴展幀", "Extended Frame")});
-        setItems(w.frameData, {p("数据帧", "數據幀", "data frame"), p("远程帧", "遠程幀", "Remote Frame")});
-        setItems(w.protocol, {QStringLiteral("CAN"), QStringLiteral("CANFD"), p("CANFD加速", "CANFD加速", "CANFD-acceleration")});
-        setItems(w.sendType, {p("正常发送", "正常發送", "Normal Send"), p("单次发送", "單次發送", "Single Send"),
-                              p("自发自收", "自發自收", "Self Send Receive"), p("单次自发自收", "單次自發自收", "Single Self Send Receive")});
+        setItems(w.frameType, { p("标准帧", "標準幀", "Standard Frame"), p("扩展帧", "擴展幀", "Extended Frame") });
+        setItems(w.frameData, { p("数据帧", "數據幀", "data frame"), p("远程帧", "遠程幀", "Remote Frame") });
+        setItems(w.protocol,
+            { QStringLiteral("CAN"), QStringLiteral("CANFD"), p("CANFD加速", "CANFD加速", "CANFD-acceleration") });
+        setItems(w.sendType,
+            { p("正常发送", "正常發送", "Normal Send"), p("单次发送", "單次發送", "Single Send"),
+                p("自发自收", "自發自收", "Self Send Receive"),
+                p("单次自发自收", "單次自發自收", "Single Self Send Receive") });
     }
 }
 
 void MainWindow::updateTuningTexts()
 {
-    ui->actionScanTime->setText(Lang::pick(QStringLiteral("接收扫描时间(%1ms)(&S)"), QStringLiteral("接收掃描時間(%1ms)(&S)"),
-                                           QStringLiteral("Receive Scan Time(%1ms)(&S)"))
+    ui->actionScanTime->setText(Lang::pick(QStringLiteral("接收扫描时间(%1ms)(&S)"),
+        QStringLiteral("接收掃描時間(%1ms)(&S)"), QStringLiteral("Receive Scan Time(%1ms)(&S)"))
                                     .arg(m_scanTime));
-    ui->actionRecvFrames->setText(Lang::pick(QStringLiteral("每次接收帧数(%1)(&F)"), QStringLiteral("每次接收幀數(%1)(&F)"),
-                                             QStringLiteral("Frames per Receive(%1)(&F)"))
+    ui->actionRecvFrames->setText(Lang::pick(QStringLiteral("每次接收帧数(%1)(&F)"),
+        QStringLiteral("每次接收幀數(%1)(&F)"), QStringLiteral("Frames per Receive(%1)(&F)"))
                                       .arg(m_framesPerRecv));
-    ui->actionListBuffer->setText(Lang::pick(QStringLiteral("列表缓存帧数(%1)(&D)"), QStringLiteral("列表緩存幀數(%1)(&D)"),
-                                             QStringLiteral("Data List Buffer(%1)(&D)"))
+    ui->actionListBuffer->setText(Lang::pick(QStringLiteral("列表缓存帧数(%1)(&D)"),
+        QStringLiteral("列表緩存幀數(%1)(&D)"), QStringLiteral("Data List Buffer(%1)(&D)"))
                                       .arg(m_listLimit));
 }
 
@@ -370,7 +370,8 @@ QString MainWindow::companyName()
 QString MainWindow::buildDateText(const QString &cDate)
 {
     // The compiler writes "MMM dd yyyy" with a blank before a one-digit day.
-    static const char *months[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    static const char *months[]
+        = { "Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec" };
     const QStringList parts = cDate.simplified().split(QLatin1Char(' '));
     if (parts.size() != 3)
         return cDate;
@@ -378,19 +379,22 @@ QString MainWindow::buildDateText(const QString &cDate)
     for (int i = 0; i < 12; ++i)
         if (parts.at(0) == QLatin1String(months[i]))
             month = i + 1;
-    return QStringLiteral("%1-%2-%3").arg(parts.at(2)).arg(month, 2, 10, QLatin1Char('0')).arg(parts.at(1).toInt(), 2, 10, QLatin1Char('0'));
+    return QStringLiteral("%1-%2-%3")
+        .arg(parts.at(2))
+        .arg(month, 2, 10, QLatin1Char('0'))
+        .arg(parts.at(1).toInt(), 2, 10, QLatin1Char('0'));
 }
 
 QString MainWindow::aboutText() const
 {
     const QString notice = Lang::pick(QStringLiteral("Copyright © 2023 版权所有，保留所有权利。"),
-                                      QStringLiteral("Copyright © 2023 版權所有，保留所有權利。"),
-                                      QStringLiteral("Copyright © 2023 All rights reserved."));
+        QStringLiteral("Copyright © 2023 版權所有，保留所有權利。"),
+        QStringLiteral("Copyright © 2023 All rights reserved."));
     QSettings ini(iniPath(), QSettings::IniFormat);
     if (ini.value(QStringLiteral("LAST2/Sel"), 0).toInt() == 0)
         return kTitlePrefix + versionText() + QLatin1Char('\n') + notice;
-    return QStringLiteral("Ostrel-%1(%2 %3)").arg(versionText(), buildDateText(QStringLiteral(__DATE__)),
-                                                  QStringLiteral(__TIME__))
+    return QStringLiteral("Ostrel-%1(%2 %3)")
+               .arg(versionText(), buildDateText(QStringLiteral(__DATE__)), QStringLiteral(__TIME__))
         + QLatin1Char('\n') + notice + QLatin1Char(',') + companyName();
 }
 
@@ -443,9 +447,9 @@ void MainWindow::openDeviceAction()
 
 void MainWindow::channelsOpened(bool ch0, bool ch1)
 {
-    const QString opened[2] = {tr("通道1打开成功！"), tr("通道2打开成功！")};
-    QPushButton *sendButtons[2] = {ui->ch1SendBtn, ui->ch2SendBtn};
-    const bool wasOpened[2] = {ch0, ch1};
+    const QString opened[2] = { tr("通道1打开成功！"), tr("通道2打开成功！") };
+    QPushButton *sendButtons[2] = { ui->ch1SendBtn, ui->ch2SendBtn };
+    const bool wasOpened[2] = { ch0, ch1 };
     for (int ch = 0; ch < 2; ++ch) {
         if (wasOpened[ch]) {
             if (m_recv[ch]->isRunning()) {
@@ -462,10 +466,7 @@ void MainWindow::channelsOpened(bool ch0, bool ch1)
     }
 }
 
-void MainWindow::upgradeAction()
-{
-    DeviceActions::upgradeFirmware(this, m_deviceIndex);
-}
+void MainWindow::upgradeAction() { DeviceActions::upgradeFirmware(this, m_deviceIndex); }
 
 void MainWindow::writeLog(const QString &msg)
 {

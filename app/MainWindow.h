@@ -136,15 +136,15 @@ private:
     valueDialog *m_valueDlg = nullptr;
     QTranslator *m_translator = nullptr;
     QActionGroup *m_languageGroup = nullptr;
-    recvThread *m_recv[2] = {nullptr, nullptr};
-    sendThread *m_send[2] = {nullptr, nullptr};
+    recvThread *m_recv[2] = { nullptr, nullptr };
+    sendThread *m_send[2] = { nullptr, nullptr };
 
     QString m_title;
     bool m_deviceShown = false;
     int m_deviceIndex = 0;
     bool m_fileSending = false;
 
-    quint32 m_perSecond[4] = {0, 0, 0, 0};   // ch1 Rx, ch2 Rx, ch1 Tx, ch2 Tx
+    quint32 m_perSecond[4] = { 0, 0, 0, 0 }; // ch1 Rx, ch2 Rx, ch1 Tx, ch2 Tx
     quint32 m_scanTime = 1;
     quint32 m_framesPerRecv = 1000;
     quint32 m_listLimit = 1000;

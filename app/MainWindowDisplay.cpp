@@ -23,10 +23,7 @@
 #include <vector>
 
 namespace {
-QString timeNow()
-{
-    return QTime::currentTime().toString(QStringLiteral("hh:mm:ss.zzz"));
-}
+QString timeNow() { return QTime::currentTime().toString(QStringLiteral("hh:mm:ss.zzz")); }
 
 // Writes the UTF-8 form of a text at p and returns the end; false when the
 // text holds surrogates (never in frame texts), which take the general path.
@@ -78,8 +75,8 @@ QString indexText(quint64 n)
 // The row is encoded in place: one resize for room, one to the real length.
 void MainWindow::appendCsvRow(QByteArray &out, const ModelItem &item) const
 {
-    const QString *texts[] = {&item.timeStamp, &item.channelText, &item.dirText, &item.idText, &item.formatText,
-                              &item.typeText, &item.dlcText, &item.protocolText};
+    const QString *texts[] = { &item.timeStamp, &item.channelText, &item.dirText, &item.idText, &item.formatText,
+        &item.typeText, &item.dlcText, &item.protocolText };
     int room = 3 * (item.indexText.size() + item.systemTime.size() + item.dataText.size()) + 16;
     for (const QString *t : texts)
         room += 3 * t->size();
@@ -148,7 +145,7 @@ void MainWindow::refreshDisplay()
 {
     QList<ModelItem> rows = takePendingFrames();
     if (!rows.isEmpty()) {
-        quint32 round[4] = {0, 0, 0, 0};   // ch1 Rx, ch2 Rx, ch1 Tx, ch2 Tx
+        quint32 round[4] = { 0, 0, 0, 0 }; // ch1 Rx, ch2 Rx, ch1 Tx, ch2 Tx
         // The time text is made once per millisecond, not once per frame.
         QString now = timeNow();
         QElapsedTimer clock;
@@ -211,7 +208,7 @@ void MainWindow::refreshDisplay()
         recycleFrames(rows);
     }
     QTimer::singleShot(SettingsStore::value(QStringLiteral("refreshInterval"), QStringLiteral("100")).toInt(), this,
-                       &MainWindow::refreshDisplay);
+        &MainWindow::refreshDisplay);
 }
 
 // The batch slots take records whose identifier and data texts are bare hex.
@@ -264,10 +261,7 @@ void MainWindow::takeBatch(QList<ModelItem> &rows, int counter, QLabel *countLab
 
 // The receive display follows where the user has scrolled the table; the
 // refresh tick scrolls to the bottom on its own, so nothing else reacts yet.
-void MainWindow::onTableScrolled(int value)
-{
-    m_tableScrollValue = value;
-}
+void MainWindow::onTableScrolled(int value) { m_tableScrollValue = value; }
 
 void MainWindow::on_cleanListBtn_clicked()
 {
@@ -278,7 +272,7 @@ void MainWindow::on_cleanListBtn_clicked()
 
 void MainWindow::on_pushButton_clicked()
 {
-    for (QLabel *label : {ui->labelCh1RxCount, ui->labelCh1TxCount, ui->labelCh2RxCount, ui->labelCh2TxCount})
+    for (QLabel *label : { ui->labelCh1RxCount, ui->labelCh1TxCount, ui->labelCh2RxCount, ui->labelCh2TxCount })
         label->setText(QStringLiteral("0"));
 }
 
@@ -355,14 +349,14 @@ void MainWindow::on_tableView_customContextMenuRequested(const QPoint &pos)
     m_siftValues = distinctValues(column);
     QMenu menu(this);
     QAction *sift = menu.addAction(Lang::pick(QStringLiteral("筛选"), QStringLiteral("篩選"), QStringLiteral("sift")));
-    QAction *all = menu.addAction(Lang::pick(QStringLiteral("显示全部"), QStringLiteral("顯示全部"), QStringLiteral("show all")));
+    QAction *all = menu.addAction(
+        Lang::pick(QStringLiteral("显示全部"), QStringLiteral("顯示全部"), QStringLiteral("show all")));
     const QPoint at = ui->tableView->viewport()->mapTo(this, pos);
     QAction *chosen = menu.exec(QCursor::pos());
     if (chosen == all) {
         m_model->setFilter(column, QStringList());
         applyFilterToView();
-    }
-    else if (chosen == sift)
+    } else if (chosen == sift)
         openSiftFor(column, at);
 }
 
@@ -389,8 +383,8 @@ void MainWindow::onErrorID(uint lastID, uint ID)
     // One gap, one warning: the check switches itself off first.
     SettingsStore::setValue(QStringLiteral("recvIDAdd"), QStringLiteral("0"), true);
     ui->actionRecvIDAdd->setChecked(false);
-    const QString text = Lang::pick(QStringLiteral("ID 不连续:上一帧ID:%1,当前ID:%2"), QStringLiteral("ID 不連續:上一幀ID:%1,當前ID:%2"),
-                                    QStringLiteral("ID error:last ID:%1,current ID:%2"))
+    const QString text = Lang::pick(QStringLiteral("ID 不连续:上一帧ID:%1,当前ID:%2"),
+        QStringLiteral("ID 不連續:上一幀ID:%1,當前ID:%2"), QStringLiteral("ID error:last ID:%1,current ID:%2"))
                              .arg(QString::number(lastID, 16), QString::number(ID, 16));
     Prompt::warning(this, Lang::noticeTitle(), text);
 }

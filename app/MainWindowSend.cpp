@@ -13,10 +13,7 @@
 #include <QStandardItemModel>
 
 namespace {
-QString boolText(bool on)
-{
-    return on ? QStringLiteral("1") : QStringLiteral("0");
-}
+QString boolText(bool on) { return on ? QStringLiteral("1") : QStringLiteral("0"); }
 
 // Hex pieces split at blanks, each read as one byte (a piece that does not
 // parse reads as 0), into a zeroed 64-byte buffer.
@@ -37,14 +34,13 @@ int parseBytes(const QString &text, uint8_t (&buffer)[64])
 MainWindow::Panel MainWindow::panel(int ch) const
 {
     if (ch == 0)
-        return {ui->ch1FrameTypeCombo, ui->ch1FrameDataCombo, ui->ch1ProtocolCombo, ui->ch1SendTypeCombo,
-                ui->ch1sendLenCombo,   ui->ch1SendDataEdit,   ui->ch1SendIDEdit,    ui->ch1SendCountEdit,
-                ui->ch1SendInvEdit,    ui->ch1DataAddChk,     ui->ch1IDAddChk,      ui->ch1SendBtn,
-                ui->ch1StopSendBtn,    ui->pushButton_3,      ui->ch1SendFileBtn};
-    return {ui->ch2FrameTypeCombo, ui->ch2FrameDataCombo, ui->ch2ProtocolCombo, ui->ch2SendTypeCombo,
-            ui->ch2sendLenCombo,   ui->ch2SendDataEdit,   ui->ch2SendIDEdit,    ui->ch2SendCountEdit,
-            ui->ch2SendInvEdit,    ui->ch2DataAddChk,     ui->ch2IDAddChk,      ui->ch2SendBtn,
-            ui->ch2StopSendBtn,    ui->pushButton_4,      ui->ch2SendFileBtn};
+        return { ui->ch1FrameTypeCombo, ui->ch1FrameDataCombo, ui->ch1ProtocolCombo, ui->ch1SendTypeCombo,
+            ui->ch1sendLenCombo, ui->ch1SendDataEdit, ui->ch1SendIDEdit, ui->ch1SendCountEdit, ui->ch1SendInvEdit,
+            ui->ch1DataAddChk, ui->ch1IDAddChk, ui->ch1SendBtn, ui->ch1StopSendBtn, ui->pushButton_3,
+            ui->ch1SendFileBtn };
+    return { ui->ch2FrameTypeCombo, ui->ch2FrameDataCombo, ui->ch2ProtocolCombo, ui->ch2SendTypeCombo,
+        ui->ch2sendLenCombo, ui->ch2SendDataEdit, ui->ch2SendIDEdit, ui->ch2SendCountEdit, ui->ch2SendInvEdit,
+        ui->ch2DataAddChk, ui->ch2IDAddChk, ui->ch2SendBtn, ui->ch2StopSendBtn, ui->pushButton_4, ui->ch2SendFileBtn };
 }
 
 void MainWindow::on_ch1SendBtn_clicked() { sendClicked(0); }
@@ -69,9 +65,10 @@ void MainWindow::sendClicked(int ch)
     store(w.idAdd, boolText(w.idAdd->isChecked()), true);
 
     if (!isChannelOpen(ch)) {
-        const QString text = ch == 0
-            ? Lang::pick(QStringLiteral("通道1未打开！"), QStringLiteral("通道1未打開！"), QStringLiteral("Channel 1 is not open!"))
-            : Lang::pick(QStringLiteral("通道2未打开！"), QStringLiteral("通道2未打開！"), QStringLiteral("Channel 2 is not open!"));
+        const QString text = ch == 0 ? Lang::pick(QStringLiteral("通道1未打开！"), QStringLiteral("通道1未打開！"),
+                                 QStringLiteral("Channel 1 is not open!"))
+                                     : Lang::pick(QStringLiteral("通道2未打开！"), QStringLiteral("通道2未打開！"),
+                                         QStringLiteral("Channel 2 is not open!"));
         Prompt::warning(this, Lang::noticeTitle(), text);
         writeLog(text);
         return;
@@ -87,12 +84,14 @@ void MainWindow::sendClicked(int ch)
         QString text;
         if (format == 0)
             text = Lang::pick(QStringLiteral("发送失败，标准帧ID范围为0~0x7FF！"),
-                              ch == 0 ? QStringLiteral("發送失敗，標準幀ID範圍為0~0x7FF！") : QStringLiteral("发送失败，標準幀ID範圍為0~0x7FF！"),
-                              QStringLiteral("Sending failed, standard frame ID range is 0~0x7FF!"));
+                ch == 0 ? QStringLiteral("發送失敗，標準幀ID範圍為0~0x7FF！")
+                        : QStringLiteral("发送失败，標準幀ID範圍為0~0x7FF！"),
+                QStringLiteral("Sending failed, standard frame ID range is 0~0x7FF!"));
         else
             text = Lang::pick(QStringLiteral("发送失败，扩展帧ID范围为0~0x1FFFFFFF！"),
-                              ch == 0 ? QStringLiteral("發送失敗，擴展幀ID範圍為0~0x1FFFFFFF！") : QStringLiteral("发送失败，擴展幀ID範圍為0~0x1FFFFFFF！"),
-                              QStringLiteral("Sending failed, expanding frame ID range from 0 to 0x1FFFFFFFF!"));
+                ch == 0 ? QStringLiteral("發送失敗，擴展幀ID範圍為0~0x1FFFFFFF！")
+                        : QStringLiteral("发送失败，擴展幀ID範圍為0~0x1FFFFFFF！"),
+                QStringLiteral("Sending failed, expanding frame ID range from 0 to 0x1FFFFFFFF!"));
         Prompt::warning(this, Lang::warningTitle(), text);
         return;
     }
@@ -102,24 +101,21 @@ void MainWindow::sendClicked(int ch)
     parseBytes(w.data->text(), buffer);
     const uint length = w.len->currentText().toUInt();
     const int protocol = w.protocol->currentIndex();
-    m_send[ch]->setSend(w.id->text().toUInt(nullptr, 16), w.idAdd->isChecked() ? 1 : 0, uint(format), protocol != 0 ? 1u : 0u,
-                        protocol == 2 ? 1 : 0, buffer, length, w.dataAdd->isChecked() ? 1 : 0,
-                        w.count->text().toLongLong(), 1, w.inv->text().toUInt(), uint(w.frameData->currentIndex()),
-                        uint(w.sendType->currentIndex()));
+    m_send[ch]->setSend(w.id->text().toUInt(nullptr, 16), w.idAdd->isChecked() ? 1 : 0, uint(format),
+        protocol != 0 ? 1u : 0u, protocol == 2 ? 1 : 0, buffer, length, w.dataAdd->isChecked() ? 1 : 0,
+        w.count->text().toLongLong(), 1, w.inv->text().toUInt(), uint(w.frameData->currentIndex()),
+        uint(w.sendType->currentIndex()));
     w.send->setEnabled(false);
     w.stop->setEnabled(true);
-    for (QWidget *x : std::initializer_list<QWidget *>{w.dataAdd, w.frameType, w.idAdd, w.protocol, w.count, w.data,
-                                                       w.editor, w.id, w.inv, w.len})
+    for (QWidget *x : std::initializer_list<QWidget *> {
+             w.dataAdd, w.frameType, w.idAdd, w.protocol, w.count, w.data, w.editor, w.id, w.inv, w.len })
         x->setEnabled(false);
     m_send[ch]->start();
     w.frameData->setEnabled(false);
     w.sendType->setEnabled(false);
 }
 
-void MainWindow::on_ch1StopSendBtn_clicked()
-{
-    m_send[0]->stop();
-}
+void MainWindow::on_ch1StopSendBtn_clicked() { m_send[0]->stop(); }
 
 void MainWindow::on_ch2StopSendBtn_clicked()
 {
@@ -222,16 +218,13 @@ void MainWindow::on_ch1SendFileBtn_clicked()
     m_fileDlg->activateWindow();
 }
 
-void MainWindow::on_ch2SendFileBtn_clicked()
-{
-    on_ch1SendFileBtn_clicked();
-}
+void MainWindow::on_ch2SendFileBtn_clicked() { on_ch1SendFileBtn_clicked(); }
 
 void MainWindow::setPanelInputsEnabled(int ch, bool enabled)
 {
     const Panel w = panel(ch);
-    for (QWidget *x : std::initializer_list<QWidget *>{w.dataAdd, w.frameType, w.idAdd, w.count, w.data, w.editor,
-                                                       w.id, w.inv, w.len, w.frameData, w.sendType, w.file})
+    for (QWidget *x : std::initializer_list<QWidget *> { w.dataAdd, w.frameType, w.idAdd, w.count, w.data, w.editor,
+             w.id, w.inv, w.len, w.frameData, w.sendType, w.file })
         x->setEnabled(enabled);
     w.protocol->setEnabled(enabled && w.frameData->currentIndex() == 0);
 }
@@ -268,10 +261,7 @@ void MainWindow::onFileSend(QString path, int count, int interval, int channel)
     }
 }
 
-void MainWindow::onFileStop()
-{
-    m_send[0]->stop();
-}
+void MainWindow::onFileStop() { m_send[0]->stop(); }
 
 void MainWindow::restorePanel(int ch)
 {

@@ -29,35 +29,20 @@ void show(Prompt::Kind kind, QWidget *parent, const QString &title, const QStrin
 } // namespace
 
 namespace Prompt {
-void warning(QWidget *parent, const QString &title, const QString &text)
-{
-    show(Kind::Warning, parent, title, text);
-}
+void warning(QWidget *parent, const QString &title, const QString &text) { show(Kind::Warning, parent, title, text); }
 
 void information(QWidget *parent, const QString &title, const QString &text)
 {
     show(Kind::Information, parent, title, text);
 }
 
-void critical(QWidget *parent, const QString &title, const QString &text)
-{
-    show(Kind::Critical, parent, title, text);
-}
+void critical(QWidget *parent, const QString &title, const QString &text) { show(Kind::Critical, parent, title, text); }
 
-void recordForTests(bool on)
-{
-    g_record = on;
-}
+void recordForTests(bool on) { g_record = on; }
 
-QList<QPair<QString, QString>> shown()
-{
-    return g_shown;
-}
+QList<QPair<QString, QString>> shown() { return g_shown; }
 
-QList<Kind> shownKinds()
-{
-    return g_kinds;
-}
+QList<Kind> shownKinds() { return g_kinds; }
 
 void clearShown()
 {

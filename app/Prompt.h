@@ -16,7 +16,7 @@ void critical(QWidget *parent, const QString &title, const QString &text);
 
 // Tests only: record boxes instead of showing them.
 void recordForTests(bool on);
-QList<QPair<QString, QString>> shown();   // (title, text) in order
+QList<QPair<QString, QString>> shown(); // (title, text) in order
 QList<Kind> shownKinds();
 void clearShown();
 }

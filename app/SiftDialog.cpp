@@ -114,7 +114,4 @@ void SiftDialog::on_btnConfirm_clicked()
     emit siftedData(m_selection, m_column);
 }
 
-void SiftDialog::on_btnCancel_clicked()
-{
-    hide();
-}
+void SiftDialog::on_btnCancel_clicked() { hide(); }

@@ -23,8 +23,8 @@
 #include "SimControl.h"
 #include "SimulatedAdapter.h"
 #include "recvThread.h"
-#include "sendThread.h"
 #include "savefileDlg.h"
+#include "sendThread.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -46,11 +46,11 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <functional>
 #include <map>
 #include <memory>
 #include <sys/resource.h>
-#include <ctime>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -65,16 +65,10 @@ constexpr uint32_t kDeviceType = 41;
 bool g_short = false;
 QStringList g_only; // --only=B1,B3: run just these figures (for profiling)
 
-bool wanted(const char *figure)
-{
-    return g_only.isEmpty() || g_only.contains(QLatin1String(figure));
-}
+bool wanted(const char *figure) { return g_only.isEmpty() || g_only.contains(QLatin1String(figure)); }
 int g_misses = 0;
 
-QString grouped(double v)
-{
-    return QLocale(QLocale::English).toString(qint64(std::llround(v)));
-}
+QString grouped(double v) { return QLocale(QLocale::English).toString(qint64(std::llround(v))); }
 
 void printLine(const QString &text)
 {
@@ -89,10 +83,7 @@ void verdict(const QString &figure, bool met, const QString &text)
     printLine(QStringLiteral("%1 %2 %3").arg(figure, met ? QStringLiteral("[met] ") : QStringLiteral("[MISS]"), text));
 }
 
-void note(const QString &text)
-{
-    printLine(QStringLiteral("     ") + text);
-}
+void note(const QString &text) { printLine(QStringLiteral("     ") + text); }
 
 double percentile(std::vector<double> v, double p)
 {
@@ -160,8 +151,7 @@ bool waitUntil(const std::function<bool()> &done, int timeoutMs)
     return true;
 }
 
-template <typename T>
-T *child(const QObject *parent, const char *name)
+template <typename T> T *child(const QObject *parent, const char *name)
 {
     T *x = parent->findChild<T *>(QLatin1String(name));
     if (!x)
@@ -170,8 +160,7 @@ T *child(const QObject *parent, const char *name)
 }
 
 // Answers the next modal dialog of type T as soon as it is up.
-template <typename T>
-void whenModal(std::function<void(T *)> answer)
+template <typename T> void whenModal(std::function<void(T *)> answer)
 {
     auto *poll = new QTimer;
     QObject::connect(poll, &QTimer::timeout, [poll, answer] {
@@ -194,8 +183,8 @@ public:
     bool probing = false;
     std::vector<double> tickMs;
     std::vector<double> tickCpuMs; // the GUI thread's CPU time in each tick
-    std::vector<int> tickFrames;   // frames each tick took
-    double paintingMs = 0;         // time in paint events (UpdateRequest, Paint)
+    std::vector<int> tickFrames; // frames each tick took
+    double paintingMs = 0; // time in paint events (UpdateRequest, Paint)
     int paints = 0;
     double ticksMs = 0;
     double longestEventMs = 0;
@@ -278,10 +267,7 @@ private:
     QElapsedTimer m_clock;
 };
 
-BenchApp *app()
-{
-    return static_cast<BenchApp *>(qApp);
-}
+BenchApp *app() { return static_cast<BenchApp *>(qApp); }
 
 // ---- B1: the receive batch builders alone -------------------------------
 
@@ -297,10 +283,10 @@ void benchFormatting()
         double target;
     };
     const Case cases[] = {
-        {"classic 8-byte standard", false, 0, 300},
-        {"classic 8-byte extended", false, FrameText::kExtendedBit, 300},
-        {"classic remote", false, FrameText::kRemoteBit, 300},
-        {"FD 64-byte bit-rate switch", true, 0, 700},
+        { "classic 8-byte standard", false, 0, 300 },
+        { "classic 8-byte extended", false, FrameText::kExtendedBit, 300 },
+        { "classic remote", false, FrameText::kRemoteBit, 300 },
+        { "FD 64-byte bit-rate switch", true, 0, 700 },
     };
     recvThread builder(0);
     const int rounds = g_short ? 20 : 100;
@@ -396,7 +382,7 @@ bool openBus(MainWindow &w)
 void startCapture(MainWindow &w, const QString &path)
 {
     whenModal<savefileDlg>([path](savefileDlg *dlg) {
-        FileDialogs::queueAnswersForTests({path});
+        FileDialogs::queueAnswersForTests({ path });
         child<QPushButton>(dlg, "pbBrowse")->click();
         child<QPushButton>(dlg, "pbOk")->click();
     });
@@ -473,7 +459,7 @@ void benchCapacity(MainWindow &w, const QString &dir)
     stopCapture(w);
 
     // Every frame once, in order, per channel; the index column counts up by one.
-    quint64 nextSeq[2] = {0, 0};
+    quint64 nextSeq[2] = { 0, 0 };
     quint64 rows = 0, bad = 0, nextIndex = 0;
     {
         CaptureReader in(path);
@@ -497,11 +483,12 @@ void benchCapacity(MainWindow &w, const QString &dir)
         }
     }
     QFile::remove(path);
-    const bool lossless = drained && counted == expected && rows == expected && bad == 0
-        && nextSeq[0] == injected && nextSeq[1] == injected;
+    const bool lossless = drained && counted == expected && rows == expected && bad == 0 && nextSeq[0] == injected
+        && nextSeq[1] == injected;
     const double sustained = double(counted) / allSeconds;
     verdict(QStringLiteral("B2"), sustained >= 10 * kL && lossless,
-        QStringLiteral("end-to-end capacity: %1 frames/s = %2 x L over %3 s, zero loss: %4 (target >= 10 x L = %5 frames/s, zero loss)")
+        QStringLiteral("end-to-end capacity: %1 frames/s = %2 x L over %3 s, zero loss: %4 (target >= 10 x L = %5 "
+                       "frames/s, zero loss)")
             .arg(grouped(sustained))
             .arg(sustained / kL, 0, 'f', 2)
             .arg(allSeconds, 0, 'f', 1)
@@ -578,8 +565,10 @@ void benchFullLoad(MainWindow &w, const QString &dir)
     for (const auto &k : byKind)
         if (k.second > 0)
             parts << QStringLiteral("%1 %2 %").arg(k.first).arg(100.0 * k.second / elapsed, 0, 'f', 1);
-    note(QStringLiteral("by thread (the simulator's bus thread is the unnamed one): ") + parts.join(QStringLiteral(", ")));
-    note(QStringLiteral("with the bus silent (channels open, loops polling): %1 % of one core").arg(idleShare, 0, 'f', 1));
+    note(QStringLiteral("by thread (the simulator's bus thread is the unnamed one): ")
+        + parts.join(QStringLiteral(", ")));
+    note(QStringLiteral("with the bus silent (channels open, loops polling): %1 % of one core")
+             .arg(idleShare, 0, 'f', 1));
     note(QStringLiteral("dropped by the simulator's queues: %1 + %2")
              .arg(SimControl::droppedFrames(0))
              .arg(SimControl::droppedFrames(1)));
@@ -588,14 +577,16 @@ void benchFullLoad(MainWindow &w, const QString &dir)
     const double p99 = percentile(ticks, 0.99);
     const double max = percentile(ticks, 1.0);
     verdict(QStringLiteral("B4"), p99 <= 8.0 && max <= 16.0,
-        QStringLiteral("refresh tick at full load: p50 %1 ms, p99 %2 ms, max %3 ms over %4 ticks (target p99 <= 8 ms, max <= 16 ms)")
+        QStringLiteral("refresh tick at full load: p50 %1 ms, p99 %2 ms, max %3 ms over %4 ticks (target p99 <= 8 ms, "
+                       "max <= 16 ms)")
             .arg(percentile(ticks, 0.5), 0, 'f', 2)
             .arg(p99, 0, 'f', 2)
             .arg(max, 0, 'f', 2)
             .arg(ticks.size()));
     const std::vector<double> &cpuTicks = app()->tickCpuMs;
-    note(QStringLiteral("CPU time of the GUI thread in a tick: p50 %1 ms, p99 %2 ms, max %3 ms (the rest of a tick's time is waiting: "
-                        "preemption on this shared machine, the capture file's write)")
+    note(QStringLiteral(
+        "CPU time of the GUI thread in a tick: p50 %1 ms, p99 %2 ms, max %3 ms (the rest of a tick's time is waiting: "
+        "preemption on this shared machine, the capture file's write)")
              .arg(percentile(cpuTicks, 0.5), 0, 'f', 2)
              .arg(percentile(cpuTicks, 0.99), 0, 'f', 2)
              .arg(percentile(cpuTicks, 1.0), 0, 'f', 2));
@@ -614,7 +605,8 @@ void benchFullLoad(MainWindow &w, const QString &dir)
              .arg(100.0 * app()->paintingMs / (elapsed * 1000.0), 0, 'f', 1)
              .arg(double(app()->paints) / elapsed, 0, 'f', 1)
              .arg(app()->paintingMs / std::max(1, app()->paints), 0, 'f', 2));
-    note(QStringLiteral("longest GUI event of any kind (painting included): %1 ms").arg(app()->longestEventMs, 0, 'f', 2));
+    note(QStringLiteral("longest GUI event of any kind (painting included): %1 ms")
+             .arg(app()->longestEventMs, 0, 'f', 2));
 }
 
 // ---- B5: memory over 20 million frames ----------------------------------
@@ -666,8 +658,8 @@ private:
     }
 
     const double m_rate;
-    std::atomic<bool> m_stop {false};
-    std::atomic<quint64> m_injected {0};
+    std::atomic<bool> m_stop { false };
+    std::atomic<quint64> m_injected { 0 };
     std::thread m_thread;
 };
 
@@ -690,10 +682,12 @@ void benchMemory(MainWindow &w, const QString &dir)
     app()->startProbe();
     QElapsedTimer clock;
     clock.start();
-    const bool reached = waitUntil([&] {
-        rssMax = std::max(rssMax, residentBytes());
-        return totalCount(w) >= start + frames;
-    }, timeoutMs);
+    const bool reached = waitUntil(
+        [&] {
+            rssMax = std::max(rssMax, residentBytes());
+            return totalCount(w) >= start + frames;
+        },
+        timeoutMs);
     const double seconds = double(clock.nsecsElapsed()) * 1e-9;
     const quint64 done = totalCount(w) - start;
     const double tickGap = app()->longestTickGapMs;
@@ -712,7 +706,8 @@ void benchMemory(MainWindow &w, const QString &dir)
     const double arrivals = rate * tickGap * 1e-3;
     const bool bounded = double(handOver) <= arrivals * 1.2 + 2000;
     verdict(QStringLiteral("B5"), growthMb <= 5.0 && reached && bounded,
-        QStringLiteral("memory: resident growth %1 MB over %2 frames at %3 frames/s = %4 x L, after %5 warm-up (target <= 5 MB)")
+        QStringLiteral(
+            "memory: resident growth %1 MB over %2 frames at %3 frames/s = %4 x L, after %5 warm-up (target <= 5 MB)")
             .arg(growthMb, 0, 'f', 2)
             .arg(grouped(double(done)))
             .arg(grouped(achieved))
@@ -736,12 +731,19 @@ QByteArray fileRow(int n, const QTime &time, bool fd, bool extended, uint32_t id
     QString data = QStringLiteral("x| ");
     for (int b = 0; b < length; ++b)
         data += QStringLiteral("%1 ").arg((n + b) & 0xFF, 2, 16, QLatin1Char('0')).toUpper();
-    const QString idText = extended ? QStringLiteral("0x%1").arg(id, 8, 16, QLatin1Char('0')).toUpper().replace(QLatin1String("0X"), QLatin1String("0x"))
-                                    : QStringLiteral("0x%1").arg(id, 3, 16, QLatin1Char('0')).toUpper().replace(QLatin1String("0X"), QLatin1String("0x"));
-    const QStringList fields = {QString::number(n + 1),
+    const QString idText = extended ? QStringLiteral("0x%1")
+                                          .arg(id, 8, 16, QLatin1Char('0'))
+                                          .toUpper()
+                                          .replace(QLatin1String("0X"), QLatin1String("0x"))
+                                    : QStringLiteral("0x%1")
+                                          .arg(id, 3, 16, QLatin1Char('0'))
+                                          .toUpper()
+                                          .replace(QLatin1String("0X"), QLatin1String("0x"));
+    const QStringList fields = { QString::number(n + 1),
         QStringLiteral("=\"") + time.toString(QStringLiteral("hh:mm:ss.zzz")) + QLatin1Char('"'), QStringLiteral("无"),
-        QStringLiteral("1"), QStringLiteral("Tx"), idText, extended ? QStringLiteral("扩展帧") : QStringLiteral("标准帧"),
-        QStringLiteral("数据帧"), QString::number(length), fd ? QStringLiteral("CANFD-加速") : QStringLiteral("CAN"), data};
+        QStringLiteral("1"), QStringLiteral("Tx"), idText,
+        extended ? QStringLiteral("扩展帧") : QStringLiteral("标准帧"), QStringLiteral("数据帧"),
+        QString::number(length), fd ? QStringLiteral("CANFD-加速") : QStringLiteral("CAN"), data };
     return fields.join(QLatin1Char(',')).toUtf8() + '\n';
 }
 
@@ -749,15 +751,16 @@ const QByteArray kHeader = QStringLiteral("序号,系统时间,时间标识,通�
 
 // Sends the file from channel 1 and returns the device time stamps (µs) of
 // what channel 2 received, read back from a live capture.
-std::vector<quint64> replay(MainWindow &w, const QString &dir, const QString &file, int rows, int interval,
-    double &wallSeconds)
+std::vector<quint64> replay(
+    MainWindow &w, const QString &dir, const QString &file, int rows, int interval, double &wallSeconds)
 {
     quiet(w);
     const QString capture = dir + QStringLiteral("/b6-capture.csv");
     startCapture(w, capture);
     QElapsedTimer clock;
     clock.start();
-    QMetaObject::invokeMethod(&w, "onFileSend", Q_ARG(QString, file), Q_ARG(int, 1), Q_ARG(int, interval), Q_ARG(int, 0));
+    QMetaObject::invokeMethod(
+        &w, "onFileSend", Q_ARG(QString, file), Q_ARG(int, 1), Q_ARG(int, interval), Q_ARG(int, 0));
     waitUntil([&] { return !w.sender(0)->isRunning(); }, 120000);
     auto *rx2 = child<QLabel>(&w, "labelCh2RxCount");
     waitUntil([&] { return rx2->text().toInt() >= rows; }, 10000);
@@ -789,7 +792,8 @@ void benchReplay(MainWindow &w, const QString &dir)
             const int kind = n % 3;
             const bool fd = kind == 2, extended = kind == 1;
             const int length = fd ? 64 : 8;
-            text += fileRow(n, t0, fd, extended, extended ? 0x18FF0000u + uint32_t(n & 0xFF) : 0x100u + uint32_t(n & 0xFF), length);
+            text += fileRow(
+                n, t0, fd, extended, extended ? 0x18FF0000u + uint32_t(n & 0xFF) : 0x100u + uint32_t(n & 0xFF), length);
             busNs += double(BusTiming::frameDurationNs(BusTiming::frameBits(fd, extended, false, fd, uint32_t(length)),
                 BusTiming::arbitrationRate(0), BusTiming::dataRate(0)));
         }
@@ -804,7 +808,8 @@ void benchReplay(MainWindow &w, const QString &dir)
     if (stamps.size() > 1 && stamps.back() > stamps.front())
         busRate = double(stamps.size() - 1) * 1e6 / double(stamps.back() - stamps.front());
     verdict(QStringLiteral("B6"), busRate >= 0.95 * limit && int(stamps.size()) == rows,
-        QStringLiteral("replay at interval 0: %1 rows/s = %2 % of the bus limit %3 rows/s of the file's mix (target >= 95 %)")
+        QStringLiteral(
+            "replay at interval 0: %1 rows/s = %2 % of the bus limit %3 rows/s of the file's mix (target >= 95 %)")
             .arg(grouped(busRate))
             .arg(100.0 * busRate / limit, 0, 'f', 1)
             .arg(grouped(limit)));
@@ -815,7 +820,7 @@ void benchReplay(MainWindow &w, const QString &dir)
 
     // Recorded timing: gaps of 1 to 13 ms, replayed as recorded.
     const int gapsRows = g_short ? 60 : 400;
-    const int gapCycle[] = {1, 2, 3, 5, 8, 13, 1, 4};
+    const int gapCycle[] = { 1, 2, 3, 5, 8, 13, 1, 4 };
     const QString timed = dir + QStringLiteral("/b6-timed.csv");
     std::vector<int> recorded;
     {
@@ -840,9 +845,13 @@ void benchReplay(MainWindow &w, const QString &dir)
     if (qEnvironmentVariableIsSet("BENCH_GAPS"))
         for (size_t i = 0; i < errors.size(); ++i)
             if (errors[i] > 1.0)
-                printLine(QStringLiteral("gap %1 recorded %2 got %3").arg(i).arg(recorded[i]).arg(double(stamps[i + 1] - stamps[i]) * 1e-3));
+                printLine(QStringLiteral("gap %1 recorded %2 got %3")
+                              .arg(i)
+                              .arg(recorded[i])
+                              .arg(double(stamps[i + 1] - stamps[i]) * 1e-3));
     verdict(QStringLiteral("B6"), p50 <= 1.0 && p99 <= 2.0 && int(stamps.size()) == gapsRows,
-        QStringLiteral("replay with recorded timing: gap error p50 %1 ms, p99 %2 ms, max %3 ms over %4 gaps (target p50 <= 1 ms, p99 <= 2 ms)")
+        QStringLiteral("replay with recorded timing: gap error p50 %1 ms, p99 %2 ms, max %3 ms over %4 gaps (target "
+                       "p50 <= 1 ms, p99 <= 2 ms)")
             .arg(p50, 0, 'f', 3)
             .arg(p99, 0, 'f', 3)
             .arg(percentile(errors, 1.0), 0, 'f', 3)
@@ -873,7 +882,8 @@ int main(int argc, char *argv[])
             g_only = a.mid(7).split(QLatin1Char(','));
     QElapsedTimer total;
     total.start();
-    printLine(QStringLiteral("ostrel_bench (%1 mode), L = %2 frames/s (two channels, empty CAN FD frames, 1M/5M, bit-rate switch)")
+    printLine(QStringLiteral(
+        "ostrel_bench (%1 mode), L = %2 frames/s (two channels, empty CAN FD frames, 1M/5M, bit-rate switch)")
                   .arg(g_short ? QStringLiteral("short") : QStringLiteral("full"), grouped(kL)));
 
     // A fresh install folder; the simulator's nodes are switched off so that
@@ -893,7 +903,7 @@ int main(int argc, char *argv[])
         w.resize(1400, 900);
         w.show();
         waitMs(300);
-        const char *labels[4] = {"labelCh1RxCount", "labelCh2RxCount", "labelCh1TxCount", "labelCh2TxCount"};
+        const char *labels[4] = { "labelCh1RxCount", "labelCh2RxCount", "labelCh1TxCount", "labelCh2TxCount" };
         for (int k = 0; k < 4; ++k)
             app()->counts[k] = child<QLabel>(&w, labels[k]);
         if (!openBus(w)) {
@@ -915,6 +925,8 @@ int main(int argc, char *argv[])
         if (!Prompt::shown().isEmpty())
             printLine(QStringLiteral("warning: %1 message boxes came up").arg(Prompt::shown().size()));
     }
-    printLine(QStringLiteral("%1 of the figures missed their targets; %2 s in all").arg(g_misses).arg(double(total.elapsed()) / 1000.0, 0, 'f', 1));
+    printLine(QStringLiteral("%1 of the figures missed their targets; %2 s in all")
+                  .arg(g_misses)
+                  .arg(double(total.elapsed()) / 1000.0, 0, 'f', 1));
     return rc;
 }

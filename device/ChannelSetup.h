@@ -9,7 +9,7 @@ namespace ChannelSetup {
 // "ch" + channel number (1 or 2) + "param" + name, e.g. ch1paramABIT1.
 QString paramKey(int channelNumber, const char *name);
 QString param(int channelNumber, const char *name, const QString &defaultValue = QString());
-uint32_t paramNumber(int channelNumber, const char *name);   // decimal, default "0"
+uint32_t paramNumber(int channelNumber, const char *name); // decimal, default "0"
 
 // clearFilter, one setFilterRange per "kind-start-end" row (start and end get
 // a "0x" prefix), ackFilter; stops at the first failure.

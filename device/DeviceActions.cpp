@@ -16,7 +16,7 @@ namespace {
 QString infoFailedText()
 {
     return Lang::pick(QStringLiteral("设备信息获取失败！"), QStringLiteral("設備信息獲取失敗！"),
-                      QStringLiteral("Device information acquisition failed!"));
+        QStringLiteral("Device information acquisition failed!"));
 }
 } // namespace
 
@@ -34,7 +34,7 @@ bool applyChannelParameters(QWidget *parent, const std::function<void(const QStr
             return false;
     }
     bool applied = false;
-    for (unsigned c : {0u, 1u}) {
+    for (unsigned c : { 0u, 1u }) {
         // A closed channel ends the action, even when the next one is running.
         if (!isChannelOpen(c))
             break;
@@ -76,7 +76,7 @@ void showDeviceInfo(QWidget *parent)
         Prompt::warning(parent, Lang::warningTitle(), ChannelSetup::deviceNotOpenText());
         return;
     }
-    DeviceInfoRecord record{};
+    DeviceInfoRecord record {};
     readDeviceInfo(record);
     if (record.fwVersion == 0) {
         Prompt::warning(parent, Lang::warningTitle(), infoFailedText());
@@ -102,10 +102,10 @@ void upgradeFirmware(QWidget *parent, int deviceIndex)
     const QPair<uint16_t, QString> best = OpenDlg::bestFirmware(folder);
     if (firmware >= best.first) {
         Prompt::information(parent, Lang::tipTitle(),
-                            Lang::pick(QStringLiteral("固件版本(%1)已是最新，无需升级！"),
-                                       QStringLiteral("固件版本(%1)已是最新，無需升級！"),
-                                       QStringLiteral("The firmware version(%1) is up to date, no upgrade is needed!"))
-                                .arg(versionText(firmware)));
+            Lang::pick(QStringLiteral("固件版本(%1)已是最新，无需升级！"),
+                QStringLiteral("固件版本(%1)已是最新，無需升級！"),
+                QStringLiteral("The firmware version(%1) is up to date, no upgrade is needed!"))
+                .arg(versionText(firmware)));
         return;
     }
     UpdateDlg dlg(versionText(firmware), folder + QLatin1Char('/') + best.second, uint32_t(deviceIndex), parent);

@@ -6,7 +6,7 @@
 
 namespace {
 DeviceState g_state;
-std::atomic<int> g_language{0};
+std::atomic<int> g_language { 0 };
 QMutex g_counterLock;
 quint64 g_frameCounter = 0;
 
@@ -25,16 +25,10 @@ bool writeProperty(unsigned ch, const char *name, const QByteArray &value)
     return prop->SetValue(channelPath(ch, name).constData(), value.constData()) == 1;
 }
 
-uint32_t handleOf(unsigned ch)
-{
-    return g_state.channelHandle[ch ? 1 : 0].load();
-}
+uint32_t handleOf(unsigned ch) { return g_state.channelHandle[ch ? 1 : 0].load(); }
 } // namespace
 
-DeviceState &deviceState()
-{
-    return g_state;
-}
+DeviceState &deviceState() { return g_state; }
 
 void resetDeviceState()
 {
@@ -46,15 +40,9 @@ void resetDeviceState()
     std::memset(&g_state.initRecord, 0, sizeof g_state.initRecord);
 }
 
-bool isDeviceOpen()
-{
-    return g_state.deviceHandle.load() != 0;
-}
+bool isDeviceOpen() { return g_state.deviceHandle.load() != 0; }
 
-bool isChannelOpen(unsigned ch)
-{
-    return handleOf(ch) != 0;
-}
+bool isChannelOpen(unsigned ch) { return handleOf(ch) != 0; }
 
 bool openDevice(uint32_t type, uint32_t index, uint32_t reserved)
 {
@@ -107,22 +95,15 @@ bool setTerminalResistance(unsigned ch, uint32_t value)
     return writeProperty(ch, "/initenal_resistance", QByteArray::number(value));
 }
 
-bool clearFilter(unsigned ch)
-{
-    return writeProperty(ch, "/filter_clear", "0");
-}
+bool clearFilter(unsigned ch) { return writeProperty(ch, "/filter_clear", "0"); }
 
 bool setFilterRange(unsigned ch, uint32_t mode, const QString &start, const QString &end)
 {
     return writeProperty(ch, "/filter_mode", QByteArray::number(mode))
-        && writeProperty(ch, "/filter_start", start.toUtf8())
-        && writeProperty(ch, "/filter_end", end.toUtf8());
+        && writeProperty(ch, "/filter_start", start.toUtf8()) && writeProperty(ch, "/filter_end", end.toUtf8());
 }
 
-bool ackFilter(unsigned ch)
-{
-    return writeProperty(ch, "/filter_ack", "0");
-}
+bool ackFilter(unsigned ch) { return writeProperty(ch, "/filter_ack", "0"); }
 
 bool initChannel(unsigned ch, uint32_t mode)
 {
@@ -135,10 +116,7 @@ bool initChannel(unsigned ch, uint32_t mode)
     return handle != 0;
 }
 
-bool startChannel(unsigned ch)
-{
-    return driver().StartChannel(handleOf(ch)) == 1;
-}
+bool startChannel(unsigned ch) { return driver().StartChannel(handleOf(ch)) == 1; }
 
 bool resetChannel(unsigned ch)
 {
@@ -187,7 +165,7 @@ uint16_t refreshDeviceInfo()
     const KestrixDriver &d = driver();
     if (d.GetDeviceStatus(g_state.deviceHandle) != 2)
         return 0;
-    DeviceInfoRecord rec{};
+    DeviceInfoRecord rec {};
     d.GetDeviceInfo(g_state.deviceHandle, &rec);
     QString serial = QString::fromLatin1(rec.serialNumber, sizeof rec.serialNumber);
     serial.remove(QLatin1Char(' '));
@@ -222,15 +200,9 @@ bool updateDevice(uint32_t index)
     return driver().UpdateDevice(g_state.deviceHandle) == 1;
 }
 
-int languageCode()
-{
-    return g_language.load(std::memory_order_relaxed);
-}
+int languageCode() { return g_language.load(std::memory_order_relaxed); }
 
-void setLanguageCode(int code)
-{
-    g_language.store(code, std::memory_order_relaxed);
-}
+void setLanguageCode(int code) { g_language.store(code, std::memory_order_relaxed); }
 
 quint64 nextFrameIndex()
 {

@@ -13,10 +13,10 @@
 struct DeviceState {
     // Read by the worker threads without a lock: a cleared handle is how a
     // receive or send loop learns that its channel has gone.
-    std::atomic<uint32_t> deviceHandle{0};
-    std::atomic<uint32_t> channelHandle[2] = {{0}, {0}};
-    std::atomic<PropertyInterface *> property{nullptr};
-    ChannelInitRecord initRecord{};
+    std::atomic<uint32_t> deviceHandle { 0 };
+    std::atomic<uint32_t> channelHandle[2] = { { 0 }, { 0 } };
+    std::atomic<PropertyInterface *> property { nullptr };
+    ChannelInitRecord initRecord {};
     QString infoText;
 };
 
@@ -56,9 +56,9 @@ QString versionText(uint16_t word);
 bool updateDevice(uint32_t index);
 
 // Process-wide values kept beside the device record.
-int languageCode();              // 0 Simplified Chinese, 1 Traditional Chinese, 2 English
+int languageCode(); // 0 Simplified Chinese, 1 Traditional Chinese, 2 English
 void setLanguageCode(int code);
-quint64 nextFrameIndex();        // the global frame counter: first value after a reset is 1
+quint64 nextFrameIndex(); // the global frame counter: first value after a reset is 1
 // Takes `count` consecutive values of the counter in one step and returns the
 // first: the same numbers as `count` calls of nextFrameIndex, one lock.
 quint64 takeFrameIndices(quint64 count);

@@ -14,17 +14,17 @@
 #pragma pack(push, 1)
 
 struct ChannelInitRecord {
-    uint32_t channelType;   // always 1: CAN FD
+    uint32_t channelType; // always 1: CAN FD
     uint8_t reserved0[15];
-    uint8_t workMode;       // offset 19
+    uint8_t workMode; // offset 19
     uint8_t reserved1[5];
-    uint8_t workModeCopy;   // offset 25, the driver reads both copies
+    uint8_t workModeCopy; // offset 25, the driver reads both copies
     uint8_t reserved2[6];
 };
 
 struct CanTransmitRecord {
-    uint32_t id;            // identifier word, see makeFrameId
-    uint8_t length;         // at most 8
+    uint32_t id; // identifier word, see makeFrameId
+    uint8_t length; // at most 8
     uint8_t reserved[3];
     uint8_t data[8];
     uint32_t transmitType;
@@ -32,8 +32,8 @@ struct CanTransmitRecord {
 
 struct CanFdTransmitRecord {
     uint32_t id;
-    uint8_t length;         // at most 64
-    uint8_t flags;          // 1 = bit-rate switch
+    uint8_t length; // at most 64
+    uint8_t flags; // 1 = bit-rate switch
     uint8_t reserved[2];
     uint8_t data[64];
     uint32_t transmitType;
@@ -44,7 +44,7 @@ struct CanReceiveRecord {
     uint8_t length;
     uint8_t reserved[3];
     uint8_t data[8];
-    uint64_t timestamp;     // microseconds since the channel started
+    uint64_t timestamp; // microseconds since the channel started
 };
 
 struct CanFdReceiveRecord {
@@ -57,15 +57,15 @@ struct CanFdReceiveRecord {
 };
 
 struct DeviceInfoRecord {
-    uint16_t hwVersion;       // 0
-    uint16_t fwVersion;       // 2
-    uint16_t drVersion;       // 4
-    uint16_t inVersion;       // 6
-    uint16_t irqNum;          // 8
-    uint8_t canNum;           // 10
-    char serialNumber[20];    // 11, not necessarily terminated
-    char hwType[40];          // 31, zero-terminated
-    uint8_t reserved[9];      // 71
+    uint16_t hwVersion; // 0
+    uint16_t fwVersion; // 2
+    uint16_t drVersion; // 4
+    uint16_t inVersion; // 6
+    uint16_t irqNum; // 8
+    uint8_t canNum; // 10
+    char serialNumber[20]; // 11, not necessarily terminated
+    char hwType[40]; // 31, zero-terminated
+    uint8_t reserved[9]; // 71
 };
 
 #pragma pack(pop)
@@ -100,24 +100,24 @@ struct PropertyInterface {
 
 // The 17 operations of the driver, in ordinal order (1-7, 12-16, 32-35, 64).
 struct KestrixDriver {
-    uint32_t(KX_CALL *OpenDevice)(uint32_t type, uint32_t index, uint32_t reserved);        // 1
-    uint32_t(KX_CALL *CloseDevice)(uint32_t device);                                        // 2
-    uint32_t(KX_CALL *GetDeviceInfo)(uint32_t device, DeviceInfoRecord *info);              // 3
-    uint32_t(KX_CALL *GetDeviceStatus)(uint32_t device);                                    // 4
+    uint32_t(KX_CALL *OpenDevice)(uint32_t type, uint32_t index, uint32_t reserved); // 1
+    uint32_t(KX_CALL *CloseDevice)(uint32_t device); // 2
+    uint32_t(KX_CALL *GetDeviceInfo)(uint32_t device, DeviceInfoRecord *info); // 3
+    uint32_t(KX_CALL *GetDeviceStatus)(uint32_t device); // 4
     uint32_t(KX_CALL *InitChannel)(uint32_t device, uint32_t channel, ChannelInitRecord *); // 5
-    uint32_t(KX_CALL *StartChannel)(uint32_t channelHandle);                                // 6
-    uint32_t(KX_CALL *ResetChannel)(uint32_t channelHandle);                                // 7
-    uint32_t(KX_CALL *TransmitCan)(uint32_t channelHandle, CanTransmitRecord *, uint32_t count);            // 12
+    uint32_t(KX_CALL *StartChannel)(uint32_t channelHandle); // 6
+    uint32_t(KX_CALL *ResetChannel)(uint32_t channelHandle); // 7
+    uint32_t(KX_CALL *TransmitCan)(uint32_t channelHandle, CanTransmitRecord *, uint32_t count); // 12
     uint32_t(KX_CALL *ReceiveCan)(uint32_t channelHandle, CanReceiveRecord *, uint32_t cap, int32_t waitMs); // 13
-    uint32_t(KX_CALL *TransmitCanFd)(uint32_t channelHandle, CanFdTransmitRecord *, uint32_t count);        // 14
+    uint32_t(KX_CALL *TransmitCanFd)(uint32_t channelHandle, CanFdTransmitRecord *, uint32_t count); // 14
     uint32_t(KX_CALL *ReceiveCanFd)(uint32_t channelHandle, CanFdReceiveRecord *, uint32_t cap, int32_t waitMs); // 15
-    PropertyInterface *(KX_CALL *GetPropertyInterface)(uint32_t device);                    // 16
-    uint32_t(KX_CALL *UpdateDevice)(uint32_t device);                                       // 32
+    PropertyInterface *(KX_CALL *GetPropertyInterface)(uint32_t device); // 16
+    uint32_t(KX_CALL *UpdateDevice)(uint32_t device); // 32
     uint32_t(KX_CALL *SetArbitrationBaud)(uint32_t device, uint32_t channel, uint32_t value); // 33
-    uint32_t(KX_CALL *SetDataBaud)(uint32_t device, uint32_t channel, uint32_t value);        // 34
-    uint32_t(KX_CALL *SetCanFdStandard)(uint32_t device, uint32_t channel, uint32_t value);   // 35
-    uint32_t(KX_CALL *ResetDriver)();                                                       // 64
+    uint32_t(KX_CALL *SetDataBaud)(uint32_t device, uint32_t channel, uint32_t value); // 34
+    uint32_t(KX_CALL *SetCanFdStandard)(uint32_t device, uint32_t channel, uint32_t value); // 35
+    uint32_t(KX_CALL *ResetDriver)(); // 64
 };
 
 // The ordinal of each entry of KestrixDriver, in field order.
-constexpr int kDriverOrdinals[17] = {1, 2, 3, 4, 5, 6, 7, 12, 13, 14, 15, 16, 32, 33, 34, 35, 64};
+constexpr int kDriverOrdinals[17] = { 1, 2, 3, 4, 5, 6, 7, 12, 13, 14, 15, 16, 32, 33, 34, 35, 64 };

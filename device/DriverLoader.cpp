@@ -13,13 +13,14 @@
 #endif
 
 namespace {
-std::atomic<const KestrixDriver *> g_driver{nullptr};
-std::atomic<bool> g_simulated{false};
+std::atomic<const KestrixDriver *> g_driver { nullptr };
+std::atomic<bool> g_simulated { false };
 
 #ifdef _WIN32
 bool loadKestrix(KestrixDriver &table)
 {
-    const QString path = QDir::toNativeSeparators(QCoreApplication::applicationDirPath() + QStringLiteral("/Kestrix.dll"));
+    const QString path
+        = QDir::toNativeSeparators(QCoreApplication::applicationDirPath() + QStringLiteral("/Kestrix.dll"));
     HMODULE lib = LoadLibraryW(reinterpret_cast<LPCWSTR>(path.utf16()));
     if (!lib)
         return false;
@@ -40,7 +41,7 @@ bool loadKestrix(KestrixDriver &table)
 const KestrixDriver *loadDefault()
 {
 #ifdef _WIN32
-    static KestrixDriver dll{};
+    static KestrixDriver dll {};
     if (loadKestrix(dll))
         return &dll;
 #endif

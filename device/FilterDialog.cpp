@@ -55,15 +55,12 @@ FilterDialog::FilterDialog(int channelNumber, const QString &rowText, QWidget *p
 
 FilterDialog::~FilterDialog() = default;
 
-QString FilterDialog::rowText() const
-{
-    return m_rowText;
-}
+QString FilterDialog::rowText() const { return m_rowText; }
 
 void FilterDialog::applyTitle()
 {
-    setWindowTitle(Lang::pick(QStringLiteral("通道%1滤波设置"), QStringLiteral("通道%1濾波設置"),
-                              QStringLiteral("Channel%1 filter set"))
+    setWindowTitle(Lang::pick(
+        QStringLiteral("通道%1滤波设置"), QStringLiteral("通道%1濾波設置"), QStringLiteral("Channel%1 filter set"))
                        .arg(m_channel));
 }
 
@@ -94,8 +91,8 @@ void FilterDialog::on_btnAdd_clicked()
     const QString end = kind % 2 == 0 ? ui->endSpin->text().toUpper() : start;
     if (end.toUInt(nullptr, 16) < start.toUInt(nullptr, 16)) {
         Prompt::warning(this, Lang::errorTitle(),
-                        Lang::pick(QStringLiteral("结束ID不可小于起始ID"), QStringLiteral("結束ID不可小於起始ID"),
-                                   QStringLiteral("The end ID cannot be less than the start ID")));
+            Lang::pick(QStringLiteral("结束ID不可小于起始ID"), QStringLiteral("結束ID不可小於起始ID"),
+                QStringLiteral("The end ID cannot be less than the start ID")));
         return;
     }
     appendRow(kindText, start, end);
@@ -127,18 +124,15 @@ void FilterDialog::on_btnConfirm_clicked()
     }
     text.chop(1);
     // Only the digits are stored, so a row text survives a language change.
-    for (const char *s : {"标准帧", "標準幀", "Standard Frame"})
+    for (const char *s : { "标准帧", "標準幀", "Standard Frame" })
         text.replace(QString::fromUtf8(s), QStringLiteral("0"));
-    for (const char *s : {"扩展帧", "擴展幀", "Extended Frame"})
+    for (const char *s : { "扩展帧", "擴展幀", "Extended Frame" })
         text.replace(QString::fromUtf8(s), QStringLiteral("1"));
     m_rowText = text;
     accept();
 }
 
-void FilterDialog::on_btnCancel_clicked()
-{
-    reject();
-}
+void FilterDialog::on_btnCancel_clicked() { reject(); }
 
 void FilterDialog::changeEvent(QEvent *event)
 {

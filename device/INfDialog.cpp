@@ -45,10 +45,7 @@ INfDialog::INfDialog(DeviceInfoRecord record, QWidget *parent)
 
 INfDialog::~INfDialog() = default;
 
-void INfDialog::on_pushButton_clicked()
-{
-    close();
-}
+void INfDialog::on_pushButton_clicked() { close(); }
 
 void INfDialog::changeEvent(QEvent *event)
 {

@@ -34,20 +34,14 @@ OpenDlg::OpenDlg(int deviceIndex, QWidget *parent)
 
 OpenDlg::~OpenDlg() = default;
 
-int OpenDlg::deviceIndex() const
-{
-    return m_deviceIndex;
-}
+int OpenDlg::deviceIndex() const { return m_deviceIndex; }
 
-bool OpenDlg::channelOpened(int ch) const
-{
-    return (ch == 0 || ch == 1) && m_opened[ch];
-}
+bool OpenDlg::channelOpened(int ch) const { return (ch == 0 || ch == 1) && m_opened[ch]; }
 
 QPair<uint16_t, QString> OpenDlg::bestFirmware(const QString &folder)
 {
     QPair<uint16_t, QString> best(kFirmwareFloor, QStringLiteral("firmware.bin"));
-    const QStringList files = QDir(folder).entryList({QStringLiteral("*.bin")}, QDir::Files);
+    const QStringList files = QDir(folder).entryList({ QStringLiteral("*.bin") }, QDir::Files);
     for (const QString &name : files) {
         const QStringList fields = name.split(QLatin1Char('-'));
         if (fields.size() != 3)
@@ -82,17 +76,14 @@ void OpenDlg::initDlg()
     ui->pushButton_9->setEnabled(dev && ch1);
 }
 
-void OpenDlg::warn(const QString &text)
-{
-    Prompt::warning(this, Lang::warningTitle(), text);
-}
+void OpenDlg::warn(const QString &text) { Prompt::warning(this, Lang::warningTitle(), text); }
 
 void OpenDlg::on_pushButton_clicked()
 {
     const int index = ui->deviceCombo->currentIndex();
     if (!openDevice(kDeviceType, uint32_t(index), 0)) {
         warn(Lang::pick(QStringLiteral("设备打开失败！"), QStringLiteral("設備打開失敗！"),
-                        QStringLiteral("Device opening failed!")));
+            QStringLiteral("Device opening failed!")));
         initDlg();
         return;
     }
@@ -116,7 +107,7 @@ void OpenDlg::openCh(int ch)
         if (dlg.exec() != QDialog::Accepted)
             return;
     }
-    const QList<unsigned> channels = selector == 3 ? QList<unsigned>{0, 1} : QList<unsigned>{unsigned(selector)};
+    const QList<unsigned> channels = selector == 3 ? QList<unsigned> { 0, 1 } : QList<unsigned> { unsigned(selector) };
     for (unsigned i : channels) {
         if (isChannelOpen(i))
             continue;
@@ -197,17 +188,14 @@ void OpenDlg::on_pushButton_5_clicked()
 
 void OpenDlg::on_pushButton_6_clicked()
 {
-    for (unsigned i : {0u, 1u}) {
+    for (unsigned i : { 0u, 1u }) {
         if (isChannelOpen(i))
             resetChannel(i);
     }
     initDlg();
 }
 
-void OpenDlg::on_pushButton_7_clicked()
-{
-    accept();
-}
+void OpenDlg::on_pushButton_7_clicked() { accept(); }
 
 void OpenDlg::on_pushButton_8_clicked()
 {

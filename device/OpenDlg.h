@@ -57,5 +57,5 @@ private:
 
     std::unique_ptr<Ui::OpenDlg> ui;
     int m_deviceIndex;
-    bool m_opened[2] = {false, false};
+    bool m_opened[2] = { false, false };
 };

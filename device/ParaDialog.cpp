@@ -16,10 +16,7 @@ QString read(int channelNumber, const char *name, const QString &defaultValue)
     return ChannelSetup::param(channelNumber, name, defaultValue);
 }
 
-QString flag(bool on)
-{
-    return on ? QStringLiteral("1") : QStringLiteral("0");
-}
+QString flag(bool on) { return on ? QStringLiteral("1") : QStringLiteral("0"); }
 } // namespace
 
 ParaDialog::ParaDialog(bool editable, bool showChannelChoice, int channelSelector, QWidget *parent)
@@ -42,10 +39,9 @@ ParaDialog::ParaDialog(bool editable, bool showChannelChoice, int channelSelecto
         ui->chCombo->hide();
     }
     if (!editable) {
-        for (QWidget *w : {static_cast<QWidget *>(ui->workStatusCombo), static_cast<QWidget *>(ui->canFDStandardCombo),
-                           static_cast<QWidget *>(ui->ABIT1Combo), static_cast<QWidget *>(ui->ABIT2Combo),
-                           static_cast<QWidget *>(ui->CustomBaudrateCheckBox),
-                           static_cast<QWidget *>(ui->CustomBaudrateEdit)})
+        for (QWidget *w : { static_cast<QWidget *>(ui->workStatusCombo), static_cast<QWidget *>(ui->canFDStandardCombo),
+                 static_cast<QWidget *>(ui->ABIT1Combo), static_cast<QWidget *>(ui->ABIT2Combo),
+                 static_cast<QWidget *>(ui->CustomBaudrateCheckBox), static_cast<QWidget *>(ui->CustomBaudrateEdit) })
             w->setEnabled(false);
     }
 
@@ -62,15 +58,9 @@ ParaDialog::ParaDialog(bool editable, bool showChannelChoice, int channelSelecto
 
 ParaDialog::~ParaDialog() = default;
 
-bool ParaDialog::savesAllChannels() const
-{
-    return m_saveAll;
-}
+bool ParaDialog::savesAllChannels() const { return m_saveAll; }
 
-QString ParaDialog::filterRowText() const
-{
-    return m_filterRowText;
-}
+QString ParaDialog::filterRowText() const { return m_filterRowText; }
 
 void ParaDialog::setP(int index)
 {
@@ -87,8 +77,8 @@ void ParaDialog::setP(int index)
 void ParaDialog::saveP(int index)
 {
     SettingsStore::setValue(paramKey(index, "workStatus"), QString::number(ui->workStatusCombo->currentIndex()), false);
-    SettingsStore::setValue(paramKey(index, "canFDStandard"), QString::number(ui->canFDStandardCombo->currentIndex()),
-                            false);
+    SettingsStore::setValue(
+        paramKey(index, "canFDStandard"), QString::number(ui->canFDStandardCombo->currentIndex()), false);
     SettingsStore::setValue(paramKey(index, "ABIT1"), QString::number(ui->ABIT1Combo->currentIndex()), false);
     SettingsStore::setValue(paramKey(index, "ABIT2"), QString::number(ui->ABIT2Combo->currentIndex()), false);
     SettingsStore::setValue(paramKey(index, "isCustomBaudrate"), flag(ui->CustomBaudrateCheckBox->isChecked()), false);
@@ -98,15 +88,9 @@ void ParaDialog::saveP(int index)
     SettingsStore::setValue(paramKey(index, "FilterID"), m_filterRowText, true);
 }
 
-void ParaDialog::on_chCombo_currentIndexChanged(int index)
-{
-    setP(index + 1);
-}
+void ParaDialog::on_chCombo_currentIndexChanged(int index) { setP(index + 1); }
 
-void ParaDialog::on_btnSave_clicked()
-{
-    saveP(ui->chCombo->currentIndex() + 1);
-}
+void ParaDialog::on_btnSave_clicked() { saveP(ui->chCombo->currentIndex() + 1); }
 
 void ParaDialog::on_btnConfirm_clicked()
 {
@@ -119,10 +103,7 @@ void ParaDialog::on_btnConfirm_clicked()
     accept();
 }
 
-void ParaDialog::on_btnCancel_clicked()
-{
-    reject();
-}
+void ParaDialog::on_btnCancel_clicked() { reject(); }
 
 void ParaDialog::on_filterModeCheck_clicked(bool checked)
 {

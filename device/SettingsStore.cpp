@@ -12,7 +12,7 @@
 
 namespace {
 QMutex g_lock;
-std::atomic<quint64> g_generation{1};
+std::atomic<quint64> g_generation { 1 };
 QMap<QString, QString> g_map;
 QString g_path;
 
@@ -22,7 +22,7 @@ const QString kLanguageKey = QStringLiteral("Language");
 // three catalogue names; an index past the end falls back to the default.
 QString languageFromIni(const QString &defaultValue)
 {
-    const QStringList names = {QStringLiteral("CN.qm"), QStringLiteral("CNF.qm"), QStringLiteral("EN.qm")};
+    const QStringList names = { QStringLiteral("CN.qm"), QStringLiteral("CNF.qm"), QStringLiteral("EN.qm") };
     QSettings ini(AppPaths::appDir() + QStringLiteral("/language/config.ini"), QSettings::IniFormat);
     const int defaultIndex = names.indexOf(defaultValue);
     int index = ini.value(QStringLiteral("LAST/Sel"), defaultIndex).toInt();
@@ -130,10 +130,7 @@ QMap<QString, QString> snapshot()
     return g_map;
 }
 
-quint64 generation()
-{
-    return g_generation.load(std::memory_order_acquire);
-}
+quint64 generation() { return g_generation.load(std::memory_order_acquire); }
 
 NumberReader::NumberReader(const QString &key, const QString &defaultValue)
     : m_key(key)

@@ -35,7 +35,7 @@ public:
 private:
     QString m_key;
     QString m_default;
-    quint64 m_seen = 0;   // no generation is 0: the first read always looks
+    quint64 m_seen = 0; // no generation is 0: the first read always looks
     uint m_value = 0;
 };
 }

@@ -15,25 +15,13 @@ valueDialog::valueDialog(QWidget *parent)
 
 valueDialog::~valueDialog() = default;
 
-void valueDialog::setIndex(int index)
-{
-    m_index = index;
-}
+void valueDialog::setIndex(int index) { m_index = index; }
 
-int valueDialog::index() const
-{
-    return m_index;
-}
+int valueDialog::index() const { return m_index; }
 
-void valueDialog::setText(const QString &text)
-{
-    ui->valueEdit->setText(text);
-}
+void valueDialog::setText(const QString &text) { ui->valueEdit->setText(text); }
 
-QString valueDialog::text() const
-{
-    return ui->valueEdit->text();
-}
+QString valueDialog::text() const { return ui->valueEdit->text(); }
 
 void valueDialog::on_btnValueOK_clicked()
 {
@@ -41,10 +29,7 @@ void valueDialog::on_btnValueOK_clicked()
     hide();
 }
 
-void valueDialog::on_btnValueCancel_clicked()
-{
-    hide();
-}
+void valueDialog::on_btnValueCancel_clicked() { hide(); }
 
 void valueDialog::changeEvent(QEvent *event)
 {

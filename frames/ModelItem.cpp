@@ -26,7 +26,7 @@ QList<ModelItem> takePendingFrames()
 namespace {
 QMutex recycledLock;
 QList<ModelItem> recycled;
-std::atomic<bool> anyRecycled{false};
+std::atomic<bool> anyRecycled { false };
 } // namespace
 
 void recycleFrames(QList<ModelItem> &spent)

@@ -2,13 +2,13 @@
 // One frame as one row of the frame list: two numbers and eleven ready-made
 // display texts in column order.
 #include <QList>
-#include <QMutex>
 #include <QMetaType>
+#include <QMutex>
 #include <QString>
 
 struct ModelItem {
-    uint channel = 0;     // 0-based
-    uint direction = 0;   // 1 received, 0 transmitted
+    uint channel = 0; // 0-based
+    uint direction = 0; // 1 received, 0 transmitted
     QString indexText;
     QString systemTime;
     QString timeStamp;

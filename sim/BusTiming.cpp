@@ -5,27 +5,21 @@
 namespace BusTiming {
 
 namespace {
-// The driver's index order: falling from 1 Mbit/s to 5 kbit/s, then four
-// uneven rates appended after 5 kbit/s.
-constexpr uint32_t kArbitrationRates[kArbitrationRateCount] = {1000000, 800000, 500000, 400000, 250000, 200000,
-    125000, 100000, 80000, 50000, 40000, 20000, 10000, 5000, 666666, 83333, 66666, 33333};
-constexpr uint32_t kDataRates[kDataRateCount] = {5000000, 4000000, 2000000, 1000000, 800000, 500000, 250000, 125000,
-    100000};
+    // The driver's index order: falling from 1 Mbit/s to 5 kbit/s, then four
+    // uneven rates appended after 5 kbit/s.
+    constexpr uint32_t kArbitrationRates[kArbitrationRateCount] = { 1000000, 800000, 500000, 400000, 250000, 200000,
+        125000, 100000, 80000, 50000, 40000, 20000, 10000, 5000, 666666, 83333, 66666, 33333 };
+    constexpr uint32_t kDataRates[kDataRateCount]
+        = { 5000000, 4000000, 2000000, 1000000, 800000, 500000, 250000, 125000, 100000 };
 } // namespace
 
-uint32_t arbitrationRate(uint32_t index)
-{
-    return index < kArbitrationRateCount ? kArbitrationRates[index] : 0;
-}
+uint32_t arbitrationRate(uint32_t index) { return index < kArbitrationRateCount ? kArbitrationRates[index] : 0; }
 
-uint32_t dataRate(uint32_t index)
-{
-    return index < kDataRateCount ? kDataRates[index] : 0;
-}
+uint32_t dataRate(uint32_t index) { return index < kDataRateCount ? kDataRates[index] : 0; }
 
 uint8_t fdPayloadLength(uint32_t length)
 {
-    static constexpr uint8_t kSizes[] = {12, 16, 20, 24, 32, 48, 64};
+    static constexpr uint8_t kSizes[] = { 12, 16, 20, 24, 32, 48, 64 };
     if (length <= 8)
         return static_cast<uint8_t>(length);
     for (uint8_t size : kSizes) {
@@ -52,13 +46,13 @@ FrameBits frameBits(bool fd, bool extended, bool remote, bool bitRateSwitch, uin
 {
     const uint32_t payloadBits = remote ? 0 : 8 * length;
     if (!fd)
-        return {(extended ? 67u : 47u) + payloadBits, 0};
+        return { (extended ? 67u : 47u) + payloadBits, 0 };
     const bool longCrc = length > 16;
     const uint32_t arbitration = extended ? 49 : 30;
     const uint32_t data = 1 + 4 + payloadBits + 4 + (longCrc ? 21 : 17) + (longCrc ? 7 : 6);
     if (bitRateSwitch)
-        return {arbitration, data};
-    return {arbitration + data, 0};
+        return { arbitration, data };
+    return { arbitration + data, 0 };
 }
 
 int64_t frameDurationNs(const FrameBits &bits, uint32_t arbitrationRate, uint32_t dataRate)

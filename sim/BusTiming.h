@@ -25,8 +25,8 @@ constexpr uint32_t kCustomDataRate = 2000000;
 uint8_t fdPayloadLength(uint32_t length);
 
 struct FrameBits {
-    uint32_t arbitration;   // bits sent at the arbitration rate
-    uint32_t data;          // bits sent at the data rate (0 unless bit-rate switch)
+    uint32_t arbitration; // bits sent at the arbitration rate
+    uint32_t data; // bits sent at the data rate (0 unless bit-rate switch)
 };
 
 // Bit count of one frame including the 3-bit intermission, without stuff bits.

@@ -7,8 +7,7 @@
 #include <type_traits>
 #include <vector>
 
-template <typename T>
-class RingQueue {
+template <typename T> class RingQueue {
     static_assert(std::is_trivially_copyable<T>::value, "records are copied as plain bytes");
 
 public:

@@ -29,8 +29,8 @@ constexpr size_t kFloodBatch = 256;
 constexpr uint16_t kHardwareVersion = 0x0100;
 constexpr uint16_t kDriverVersion = 0x0117;
 constexpr uint16_t kInterfaceVersion = 0x0100;
-constexpr char kSerialNumber[20] = {'H', 'D', '2', '-', 'S', 'I', 'M', '-', '0', '0', '0', '0', '0', '0', '0', '0',
-    '0', '0', '0', '1'};
+constexpr char kSerialNumber[20]
+    = { 'H', 'D', '2', '-', 'S', 'I', 'M', '-', '0', '0', '0', '0', '0', '0', '0', '0', '0', '0', '0', '1' };
 
 // The identifier word as a controller puts it on the wire: 11 or 29 bits, the
 // extended and remote flags; any other bit is not part of a frame.
@@ -191,7 +191,7 @@ uint32_t SimAdapter::openDevice(uint32_t type, uint32_t index)
     m_open = true;
     m_device = 0x41000000u | (++m_openCount & 0xFFFFu);
     m_nodes = std::move(nodes);
-    m_clocks.assign(m_nodes.size(), NodeClock{0, 0, 0});
+    m_clocks.assign(m_nodes.size(), NodeClock { 0, 0, 0 });
     for (size_t i = 0; i < m_nodes.size(); ++i)
         m_clocks[i].key = BusTiming::arbitrationKey(m_nodes[i].idWord());
     m_configProblem = problem;
@@ -354,7 +354,7 @@ uint32_t SimAdapter::setValue(const char *path, const char *value)
         }
         if (ch.rowStart < 0 || id < ch.rowStart || ch.staged.size() >= kMaxFilterRanges)
             return 0;
-        ch.staged.push_back(Range{ch.rowMode == 1, uint32_t(ch.rowStart), uint32_t(id)});
+        ch.staged.push_back(Range { ch.rowMode == 1, uint32_t(ch.rowStart), uint32_t(id) });
         ch.rowStart = -1;
         return 1;
     }
@@ -480,8 +480,7 @@ uint32_t SimAdapter::resetChannel(uint32_t handle)
 
 // ---- transmit and receive -----------------------------------------------
 
-template <typename Pred>
-void SimAdapter::waitUntil(std::unique_lock<std::mutex> &lock, int64_t deadline, Pred done)
+template <typename Pred> void SimAdapter::waitUntil(std::unique_lock<std::mutex> &lock, int64_t deadline, Pred done)
 {
     ++m_waiters;
     for (;;) {
@@ -491,7 +490,7 @@ void SimAdapter::waitUntil(std::unique_lock<std::mutex> &lock, int64_t deadline,
         if (now >= deadline)
             break;
         // Wake for the next frame end even if no other thread runs the bus.
-        const int64_t wake = std::min({deadline, std::max(m_nextEvent, now + 20000), now + 100 * kNsPerMs});
+        const int64_t wake = std::min({ deadline, std::max(m_nextEvent, now + 20000), now + 100 * kNsPerMs });
         m_arrived.wait_until(lock, timePoint(wake));
         runBus(nowNs());
     }
@@ -511,7 +510,7 @@ void fillFrame(const CanFdTransmitRecord &r, uint8_t &length, uint8_t *data, boo
     const uint8_t given = std::min<uint8_t>(r.length, 64);
     length = BusTiming::fdPayloadLength(given);
     if (!remote)
-        std::memcpy(data, r.data, given);   // padding up to the DLC size stays 0
+        std::memcpy(data, r.data, given); // padding up to the DLC size stays 0
 }
 
 bool bitRateSwitchOf(const CanTransmitRecord &) { return false; }

@@ -89,9 +89,9 @@ private:
     // One frame between its transmit call and its end on the bus; also the
     // scratch form of node and flood frames.
     struct BusFrame {
-        int64_t ready;        // ns of bus time when it could first start
-        uint32_t idWord;      // identifier, bit 31 extended, bit 30 remote
-        uint8_t length;       // bytes on the wire
+        int64_t ready; // ns of bus time when it could first start
+        uint32_t idWord; // identifier, bit 31 extended, bit 30 remote
+        uint8_t length; // bytes on the wire
         bool fd;
         bool bitRateSwitch;
         bool selfReceive;
@@ -99,7 +99,7 @@ private:
     };
 
     struct Channel {
-        uint32_t handle = 0;  // 0 = not initialised
+        uint32_t handle = 0; // 0 = not initialised
         bool started = false;
         bool listenOnly = false;
         bool classicOnly = false;
@@ -110,13 +110,13 @@ private:
         std::string customText;
         uint32_t fdStandard = 0;
         uint32_t termination = 0;
-        std::vector<Range> ranges;   // acceptance ranges in force
-        std::vector<Range> staged;   // written since filter_clear, in force after filter_ack
-        int rowMode = -1;            // filter row being written: kind, then start
+        std::vector<Range> ranges; // acceptance ranges in force
+        std::vector<Range> staged; // written since filter_clear, in force after filter_ack
+        int rowMode = -1; // filter row being written: kind, then start
         int64_t rowStart = -1;
-        RingQueue<BusFrame> tx{kTxQueueFrames};
-        RingQueue<CanReceiveRecord> rxCan{kRxQueueRecords};
-        RingQueue<CanFdReceiveRecord> rxFd{kRxQueueRecords};
+        RingQueue<BusFrame> tx { kTxQueueFrames };
+        RingQueue<CanReceiveRecord> rxCan { kRxQueueRecords };
+        RingQueue<CanFdReceiveRecord> rxFd { kRxQueueRecords };
         quint64 dropped = 0;
     };
 
@@ -140,12 +140,11 @@ private:
     bool ratesMatch(const Channel &from, const Channel &to, const BusFrame &frame) const;
     static bool accepts(const Channel &ch, uint32_t idWord);
 
+    template <typename Record> uint32_t transmit(uint32_t handle, const Record *records, uint32_t count, bool fd);
     template <typename Record>
-    uint32_t transmit(uint32_t handle, const Record *records, uint32_t count, bool fd);
-    template <typename Record>
-    uint32_t receive(uint32_t handle, Record *out, uint32_t capacity, int32_t waitMs, RingQueue<Record> Channel::*queue);
-    template <typename Pred>
-    void waitUntil(std::unique_lock<std::mutex> &lock, int64_t deadline, Pred done);
+    uint32_t receive(
+        uint32_t handle, Record *out, uint32_t capacity, int32_t waitMs, RingQueue<Record> Channel::*queue);
+    template <typename Pred> void waitUntil(std::unique_lock<std::mutex> &lock, int64_t deadline, Pred done);
 
     void runBus(int64_t now);
     void rebaseBus(int64_t now);
@@ -168,9 +167,9 @@ private:
 
     std::mutex m_control;
     std::mutex m_lock;
-    std::condition_variable m_arrived;    // frames reached a queue, transmit room appeared, state changed
+    std::condition_variable m_arrived; // frames reached a queue, transmit room appeared, state changed
     std::condition_variable m_busWake;
-    std::condition_variable m_floodRoom;  // a reader took records while the flood was waiting
+    std::condition_variable m_floodRoom; // a reader took records while the flood was waiting
 
     const std::chrono::steady_clock::time_point m_epoch;
     bool m_open = false;
@@ -186,8 +185,8 @@ private:
     bool m_nodesOn = true;
     QString m_configProblem;
 
-    int64_t m_busFree = 0;       // end of the last frame on the bus
-    int64_t m_nextEvent = 0;     // when running the bus next changes something
+    int64_t m_busFree = 0; // end of the last frame on the bus
+    int64_t m_nextEvent = 0; // when running the bus next changes something
     int m_waiters = 0;
 
     SimControl::FloodFrame m_floodFrame = SimControl::FloodFrame::CanFdEmpty;

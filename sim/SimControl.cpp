@@ -4,30 +4,15 @@
 
 namespace SimControl {
 
-void unplug()
-{
-    SimAdapter::instance().unplug();
-}
+void unplug() { SimAdapter::instance().unplug(); }
 
-void replug()
-{
-    SimAdapter::instance().replug();
-}
+void replug() { SimAdapter::instance().replug(); }
 
-bool isPlugged()
-{
-    return SimAdapter::instance().isPlugged();
-}
+bool isPlugged() { return SimAdapter::instance().isPlugged(); }
 
-void setFirmwareVersion(uint16_t version)
-{
-    SimAdapter::instance().setFirmwareVersion(version);
-}
+void setFirmwareVersion(uint16_t version) { SimAdapter::instance().setFirmwareVersion(version); }
 
-uint16_t firmwareVersion()
-{
-    return SimAdapter::instance().firmwareVersion();
-}
+uint16_t firmwareVersion() { return SimAdapter::instance().firmwareVersion(); }
 
 bool injectCan(unsigned channel, const CanReceiveRecord &record)
 {
@@ -39,44 +24,20 @@ bool injectCanFd(unsigned channel, const CanFdReceiveRecord &record)
     return SimAdapter::instance().injectCanFd(channel, record);
 }
 
-void setNodesEnabled(bool on)
-{
-    SimAdapter::instance().setNodesEnabled(on);
-}
+void setNodesEnabled(bool on) { SimAdapter::instance().setNodesEnabled(on); }
 
-bool nodesEnabled()
-{
-    return SimAdapter::instance().nodesEnabled();
-}
+bool nodesEnabled() { return SimAdapter::instance().nodesEnabled(); }
 
-QString configProblem()
-{
-    return SimAdapter::instance().configProblem();
-}
+QString configProblem() { return SimAdapter::instance().configProblem(); }
 
-quint64 droppedFrames(unsigned channel)
-{
-    return SimAdapter::instance().droppedFrames(channel);
-}
+quint64 droppedFrames(unsigned channel) { return SimAdapter::instance().droppedFrames(channel); }
 
-void startFlood(FloodMode mode, FloodFrame frame)
-{
-    SimAdapter::instance().startFlood(mode, frame);
-}
+void startFlood(FloodMode mode, FloodFrame frame) { SimAdapter::instance().startFlood(mode, frame); }
 
-void stopFlood()
-{
-    SimAdapter::instance().stopFlood();
-}
+void stopFlood() { SimAdapter::instance().stopFlood(); }
 
-quint64 floodInjected()
-{
-    return SimAdapter::instance().floodInjected();
-}
+quint64 floodInjected() { return SimAdapter::instance().floodInjected(); }
 
-void resetForTests()
-{
-    SimAdapter::instance().resetForTests();
-}
+void resetForTests() { SimAdapter::instance().resetForTests(); }
 
 } // namespace SimControl

@@ -8,16 +8,16 @@
 #include <vector>
 
 struct SimNode {
-    QString name;             // section name, for messages only
-    uint32_t id = 0;          // without flag bits
+    QString name; // section name, for messages only
+    uint32_t id = 0; // without flag bits
     bool extended = false;
     bool fd = false;
     bool bitRateSwitch = false;
     bool remote = false;
-    uint8_t length = 0;       // bytes: 0-8, CAN FD also 12, 16, 20, 24, 32, 48, 64
+    uint8_t length = 0; // bytes: 0-8, CAN FD also 12, 16, 20, 24, 32, 48, 64
     uint32_t periodMs = 0;
     uint8_t data[64] = {};
-    int counterByte = -1;     // data byte that counts up with every frame, -1 = none
+    int counterByte = -1; // data byte that counts up with every frame, -1 = none
 
     uint32_t idWord() const;
     bool operator==(const SimNode &other) const;

@@ -8,15 +8,9 @@
 
 namespace {
 
-SimAdapter &sim()
-{
-    return SimAdapter::instance();
-}
+SimAdapter &sim() { return SimAdapter::instance(); }
 
-uint32_t KX_CALL simSetValue(const char *path, const char *value)
-{
-    return sim().setValue(path, value);
-}
+uint32_t KX_CALL simSetValue(const char *path, const char *value) { return sim().setValue(path, value); }
 
 // The driver hands out a pointer that stays valid until the next call; one
 // buffer per calling thread gives the same guarantee without a lock.
@@ -27,42 +21,24 @@ const char *KX_CALL simGetValue(const char *path)
     return text.c_str();
 }
 
-PropertyInterface g_properties{simSetValue, simGetValue};
+PropertyInterface g_properties { simSetValue, simGetValue };
 
-uint32_t KX_CALL openDevice(uint32_t type, uint32_t index, uint32_t)
-{
-    return sim().openDevice(type, index);
-}
+uint32_t KX_CALL openDevice(uint32_t type, uint32_t index, uint32_t) { return sim().openDevice(type, index); }
 
-uint32_t KX_CALL closeDevice(uint32_t device)
-{
-    return sim().closeDevice(device);
-}
+uint32_t KX_CALL closeDevice(uint32_t device) { return sim().closeDevice(device); }
 
-uint32_t KX_CALL getDeviceInfo(uint32_t device, DeviceInfoRecord *info)
-{
-    return sim().deviceInfo(device, info);
-}
+uint32_t KX_CALL getDeviceInfo(uint32_t device, DeviceInfoRecord *info) { return sim().deviceInfo(device, info); }
 
-uint32_t KX_CALL getDeviceStatus(uint32_t device)
-{
-    return sim().deviceStatus(device);
-}
+uint32_t KX_CALL getDeviceStatus(uint32_t device) { return sim().deviceStatus(device); }
 
 uint32_t KX_CALL initChannel(uint32_t device, uint32_t channel, ChannelInitRecord *record)
 {
     return sim().initChannel(device, channel, record);
 }
 
-uint32_t KX_CALL startChannel(uint32_t handle)
-{
-    return sim().startChannel(handle);
-}
+uint32_t KX_CALL startChannel(uint32_t handle) { return sim().startChannel(handle); }
 
-uint32_t KX_CALL resetChannel(uint32_t handle)
-{
-    return sim().resetChannel(handle);
-}
+uint32_t KX_CALL resetChannel(uint32_t handle) { return sim().resetChannel(handle); }
 
 uint32_t KX_CALL transmitCan(uint32_t handle, CanTransmitRecord *records, uint32_t count)
 {
@@ -89,10 +65,7 @@ PropertyInterface *KX_CALL getPropertyInterface(uint32_t device)
     return sim().isOpenDevice(device) ? &g_properties : nullptr;
 }
 
-uint32_t KX_CALL updateDevice(uint32_t device)
-{
-    return sim().updateDevice(device);
-}
+uint32_t KX_CALL updateDevice(uint32_t device) { return sim().updateDevice(device); }
 
 uint32_t KX_CALL setArbitrationBaud(uint32_t device, uint32_t channel, uint32_t value)
 {
@@ -109,18 +82,12 @@ uint32_t KX_CALL setCanFdStandard(uint32_t device, uint32_t channel, uint32_t va
     return sim().setCanFdStandard(device, channel, value);
 }
 
-uint32_t KX_CALL resetDriver()
-{
-    return sim().resetDriver();
-}
+uint32_t KX_CALL resetDriver() { return sim().resetDriver(); }
 
-const KestrixDriver g_table = {openDevice, closeDevice, getDeviceInfo, getDeviceStatus, initChannel, startChannel,
+const KestrixDriver g_table = { openDevice, closeDevice, getDeviceInfo, getDeviceStatus, initChannel, startChannel,
     resetChannel, transmitCan, receiveCan, transmitCanFd, receiveCanFd, getPropertyInterface, updateDevice,
-    setArbitrationBaud, setDataBaud, setCanFdStandard, resetDriver};
+    setArbitrationBaud, setDataBaud, setCanFdStandard, resetDriver };
 
 } // namespace
 
-const KestrixDriver *simulatedDriver()
-{
-    return &g_table;
-}
+const KestrixDriver *simulatedDriver() { return &g_table; }

@@ -16,7 +16,7 @@
 
 namespace {
 const QString kBootLoaderVolume = QStringLiteral("CRP DISABLD");
-constexpr int kMaxAttempts = 16;   // the 16th step fails without looking: about 15 s of waiting
+constexpr int kMaxAttempts = 16; // the 16th step fails without looking: about 15 s of waiting
 constexpr int kPollMs = 1000;
 
 UpdateDlg::VolumeLister g_lister;
@@ -45,9 +45,9 @@ UpdateDlg::UpdateDlg(const QString &versionText, const QString &sourcePath, uint
     ui->progressLayout->addWidget(m_progress);
 
     ui->label->setText(Lang::pick(QStringLiteral("固件版本(%1)过低，是否升级固件？"),
-                             QStringLiteral("固件版本(%1)過低，是否升級固件？"),
-                             QStringLiteral("The firmware version(%1)is too low，Do you want to upgrade the firmware?"))
-                      .arg(versionText));
+        QStringLiteral("固件版本(%1)過低，是否升級固件？"),
+        QStringLiteral("The firmware version(%1)is too low，Do you want to upgrade the firmware?"))
+                           .arg(versionText));
 
     m_poll.setSingleShot(true);
     m_poll.setInterval(kPollMs);
@@ -57,30 +57,15 @@ UpdateDlg::UpdateDlg(const QString &versionText, const QString &sourcePath, uint
 
 UpdateDlg::~UpdateDlg() = default;
 
-QString UpdateDlg::sourcePath() const
-{
-    return m_sourcePath;
-}
+QString UpdateDlg::sourcePath() const { return m_sourcePath; }
 
-int UpdateDlg::attempts() const
-{
-    return m_attempts;
-}
+int UpdateDlg::attempts() const { return m_attempts; }
 
-void UpdateDlg::setVolumeLister(VolumeLister lister)
-{
-    g_lister = std::move(lister);
-}
+void UpdateDlg::setVolumeLister(VolumeLister lister) { g_lister = std::move(lister); }
 
-void UpdateDlg::setQuitHandler(std::function<void()> quit)
-{
-    g_quit = std::move(quit);
-}
+void UpdateDlg::setQuitHandler(std::function<void()> quit) { g_quit = std::move(quit); }
 
-QList<QPair<QString, QString>> UpdateDlg::mountedVolumes()
-{
-    return g_lister ? g_lister() : storageVolumes();
-}
+QList<QPair<QString, QString>> UpdateDlg::mountedVolumes() { return g_lister ? g_lister() : storageVolumes(); }
 
 void UpdateDlg::on_pushButton_clicked()
 {
@@ -95,19 +80,16 @@ void UpdateDlg::on_pushButton_clicked()
             m_knownDrives.append(v.second);
     }
     ui->label->setText(Lang::pick(QStringLiteral("警告：升级固件中，请勿关闭此界面及拔出设备。"),
-                             QStringLiteral("警告：升級固件中，請勿關閉此界面及拔除設備。"),
-                             QStringLiteral("Warning: Do not close this interface or unplug the device during firmware "
-                                            "upgrade.")));
+        QStringLiteral("警告：升級固件中，請勿關閉此界面及拔除設備。"),
+        QStringLiteral("Warning: Do not close this interface or unplug the device during firmware "
+                       "upgrade.")));
     ui->pushButton->setEnabled(false);
     ui->pushButton_2->setEnabled(false);
     // The restart blocks in the driver; let the warning be painted first.
     QTimer::singleShot(1, this, &UpdateDlg::restartDevice);
 }
 
-void UpdateDlg::on_pushButton_2_clicked()
-{
-    QDialog::reject();
-}
+void UpdateDlg::on_pushButton_2_clicked() { QDialog::reject(); }
 
 void UpdateDlg::restartDevice()
 {
@@ -161,16 +143,16 @@ void UpdateDlg::finish(bool success)
     if (success) {
         m_progress->setValue(m_progress->maximum());
         Prompt::information(this, Lang::tipTitle(),
-                            Lang::pick(QStringLiteral("固件升级成功，请重新插拔设备并重启软件！"),
-                                       QStringLiteral("固件升級成功，請重新插拔設備並重啓軟件！"),
-                                       QStringLiteral("Firmware upgrade successfully, please reinsert or unplug the "
-                                                      "device and restart the software!")));
+            Lang::pick(QStringLiteral("固件升级成功，请重新插拔设备并重启软件！"),
+                QStringLiteral("固件升級成功，請重新插拔設備並重啓軟件！"),
+                QStringLiteral("Firmware upgrade successfully, please reinsert or unplug the "
+                               "device and restart the software!")));
     } else {
         Prompt::critical(this, Lang::errorTitle(),
-                         Lang::pick(QStringLiteral("固件升级失败，请重新插拔设备并重启软件！"),
-                                    QStringLiteral("固件升級失敗，請重新插拔設備並重啓軟件！"),
-                                    QStringLiteral("Firmware upgrade failed, please reinsert or unplug the device and "
-                                                   "restart the software!")));
+            Lang::pick(QStringLiteral("固件升级失败，请重新插拔设备并重启软件！"),
+                QStringLiteral("固件升級失敗，請重新插拔設備並重啓軟件！"),
+                QStringLiteral("Firmware upgrade failed, please reinsert or unplug the device and "
+                               "restart the software!")));
     }
     if (g_quit)
         g_quit();

@@ -165,9 +165,9 @@ QFont bodyFont()
     // Latin text in a plain sans face; Chinese from whichever CJK face the
     // system has (Qt falls back per glyph as well).
     QFont font;
-    font.setFamilies({QStringLiteral("DejaVu Sans"), QStringLiteral("WenQuanYi Micro Hei"),
-                      QStringLiteral("Noto Sans CJK SC"), QStringLiteral("Microsoft YaHei"), QStringLiteral("SimSun"),
-                      QStringLiteral("PingFang SC")});
+    font.setFamilies(
+        { QStringLiteral("DejaVu Sans"), QStringLiteral("WenQuanYi Micro Hei"), QStringLiteral("Noto Sans CJK SC"),
+            QStringLiteral("Microsoft YaHei"), QStringLiteral("SimSun"), QStringLiteral("PingFang SC") });
     font.setPointSizeF(10);
     return font;
 }

@@ -88,7 +88,10 @@ namespace {
 
     Call named(const char *name, std::initializer_list<quint64> args) { return makeCall(name, args); }
 
-    uint32_t KX_CALL openDevice(uint32_t t, uint32_t i, uint32_t r) { return record(named("OpenDevice", { t, i, r }), 1); }
+    uint32_t KX_CALL openDevice(uint32_t t, uint32_t i, uint32_t r)
+    {
+        return record(named("OpenDevice", { t, i, r }), 1);
+    }
     uint32_t KX_CALL closeDevice(uint32_t d) { return record(named("CloseDevice", { d }), 1); }
     uint32_t KX_CALL getDeviceInfo(uint32_t d, DeviceInfoRecord *info)
     {
@@ -122,11 +125,23 @@ namespace {
         record(named("ReceiveCanFd", { h, capacity, quint64(qint64(wait)) }), 0);
         return takeRead(h, state().fdReads, buffer, capacity);
     }
-    PropertyInterface *KX_CALL getPropertyInterface(uint32_t d) { return record(named("GetPropertyInterface", { d }), 1) ? &g_property : nullptr; }
+    PropertyInterface *KX_CALL getPropertyInterface(uint32_t d)
+    {
+        return record(named("GetPropertyInterface", { d }), 1) ? &g_property : nullptr;
+    }
     uint32_t KX_CALL updateDevice(uint32_t d) { return record(named("UpdateDevice", { d }), 1); }
-    uint32_t KX_CALL setArbitrationBaud(uint32_t d, uint32_t c, uint32_t v) { return record(named("SetArbitrationBaud", { d, c, v }), 1); }
-    uint32_t KX_CALL setDataBaud(uint32_t d, uint32_t c, uint32_t v) { return record(named("SetDataBaud", { d, c, v }), 1); }
-    uint32_t KX_CALL setCanFdStandard(uint32_t d, uint32_t c, uint32_t v) { return record(named("SetCanFdStandard", { d, c, v }), 1); }
+    uint32_t KX_CALL setArbitrationBaud(uint32_t d, uint32_t c, uint32_t v)
+    {
+        return record(named("SetArbitrationBaud", { d, c, v }), 1);
+    }
+    uint32_t KX_CALL setDataBaud(uint32_t d, uint32_t c, uint32_t v)
+    {
+        return record(named("SetDataBaud", { d, c, v }), 1);
+    }
+    uint32_t KX_CALL setCanFdStandard(uint32_t d, uint32_t c, uint32_t v)
+    {
+        return record(named("SetCanFdStandard", { d, c, v }), 1);
+    }
     uint32_t KX_CALL resetDriver() { return record(named("ResetDriver", {}), 0); }
 
     const KestrixDriver g_table = { openDevice, closeDevice, getDeviceInfo, getDeviceStatus, initChannel, startChannel,
@@ -195,10 +210,22 @@ template <typename F> void locked(F change)
     change(state());
 }
 
-void clearCalls() { locked([](State &s) { s.calls.clear(); }); }
-void setResult(const QString &name, uint32_t value) { locked([&](State &s) { s.results.insert(name, value); }); }
-void queueResults(const QString &name, const QList<uint32_t> &values) { locked([&](State &s) { s.queued[name].append(values); }); }
-void setPropertyResult(const QString &path, uint32_t value) { locked([&](State &s) { s.propertyResults.insert(path, value); }); }
+void clearCalls()
+{
+    locked([](State &s) { s.calls.clear(); });
+}
+void setResult(const QString &name, uint32_t value)
+{
+    locked([&](State &s) { s.results.insert(name, value); });
+}
+void queueResults(const QString &name, const QList<uint32_t> &values)
+{
+    locked([&](State &s) { s.queued[name].append(values); });
+}
+void setPropertyResult(const QString &path, uint32_t value)
+{
+    locked([&](State &s) { s.propertyResults.insert(path, value); });
+}
 
 void fail(const QString &operation)
 {
@@ -218,8 +245,14 @@ void openChannels(bool channel0, bool channel1)
     ds.channelHandle[1] = channel1 ? channelHandle(1) : 0;
 }
 
-void queueCanRead(unsigned ch, const std::vector<CanReceiveRecord> &r) { locked([&](State &s) { s.canReads[ch ? 1 : 0].push_back(r); }); }
-void queueCanFdRead(unsigned ch, const std::vector<CanFdReceiveRecord> &r) { locked([&](State &s) { s.fdReads[ch ? 1 : 0].push_back(r); }); }
+void queueCanRead(unsigned ch, const std::vector<CanReceiveRecord> &r)
+{
+    locked([&](State &s) { s.canReads[ch ? 1 : 0].push_back(r); });
+}
+void queueCanFdRead(unsigned ch, const std::vector<CanFdReceiveRecord> &r)
+{
+    locked([&](State &s) { s.fdReads[ch ? 1 : 0].push_back(r); });
+}
 
 int queuedReads(unsigned channel)
 {
@@ -227,7 +260,10 @@ int queuedReads(unsigned channel)
     return int(state().canReads[channel ? 1 : 0].size() + state().fdReads[channel ? 1 : 0].size());
 }
 
-void setDeviceInfo(const DeviceInfoRecord &info) { locked([&](State &s) { s.info = info; }); }
+void setDeviceInfo(const DeviceInfoRecord &info)
+{
+    locked([&](State &s) { s.info = info; });
+}
 
 template <typename Record> Record received(uint32_t idWord, const QByteArray &data, quint64 timestamp)
 {

@@ -14,13 +14,13 @@ public:
     explicit RuntimeFolder(bool withCatalogues = true)
     {
         QDir root(m_dir.path());
-        for (const char *sub : {"config", "language", "help/Chinese", "help/English", "firmware"})
+        for (const char *sub : { "config", "language", "help/Chinese", "help/English", "firmware" })
             root.mkpath(QString::fromLatin1(sub));
         const QString built = QCoreApplication::applicationDirPath();
         if (withCatalogues) {
-            for (const char *qm : {"CN.qm", "CNF.qm", "EN.qm"})
+            for (const char *qm : { "CN.qm", "CNF.qm", "EN.qm" })
                 QFile::copy(built + QStringLiteral("/language/") + QLatin1String(qm),
-                            path(QStringLiteral("language/") + QLatin1String(qm)));
+                    path(QStringLiteral("language/") + QLatin1String(qm)));
         }
         QFile::copy(built + QStringLiteral("/config/company.txt"), path(QStringLiteral("config/company.txt")));
         AppPaths::setAppDirForTests(m_dir.path());

@@ -33,7 +33,6 @@ inline void click(const QObject *parent, const QString &button)
     QTest::mouseClick(child<QAbstractButton>(parent, button), Qt::LeftButton);
 }
 
-
 // Declares a data function's columns in one line: columns<int, QString>({ "code", "text" }).
 template <typename... T> void columns(const std::array<const char *, sizeof...(T)> &names)
 {
@@ -124,7 +123,8 @@ inline void switchLanguage(int code)
     static QTranslator translator;
     QCoreApplication::removeTranslator(&translator);
     const char *names[] = { "CN.qm", "CNF.qm", "EN.qm" };
-    if (translator.load(QCoreApplication::applicationDirPath() + QStringLiteral("/language/") + QLatin1String(names[code])))
+    if (translator.load(
+            QCoreApplication::applicationDirPath() + QStringLiteral("/language/") + QLatin1String(names[code])))
         QCoreApplication::installTranslator(&translator);
     setLanguageCode(code);
     QCoreApplication::sendPostedEvents(nullptr, QEvent::LanguageChange);
@@ -137,7 +137,7 @@ inline void switchLanguage(int code)
         AppType app(argc, argv);                                                                                       \
         app.setAttribute(Qt::AA_Use96Dpi, true);                                                                       \
         int failed = 0;                                                                                                \
-        for (QObject *t : std::initializer_list<QObject *> { __VA_ARGS__ }) {                                          \
+        for (QObject * t : std::initializer_list<QObject *> { __VA_ARGS__ }) {                                         \
             failed += QTest::qExec(t, argc, argv);                                                                     \
             delete t;                                                                                                  \
         }                                                                                                              \

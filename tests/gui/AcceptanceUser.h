@@ -20,7 +20,10 @@ namespace Acceptance {
 // A first-time install: catalogues, company name and the simulated bus nodes, no settings yet.
 class Install : public RuntimeFolder {
 public:
-    Install() { QFile::copy(QCoreApplication::applicationDirPath() + "/config/simulator.ini", path("config/simulator.ini")); }
+    Install()
+    {
+        QFile::copy(QCoreApplication::applicationDirPath() + "/config/simulator.ini", path("config/simulator.ini"));
+    }
 };
 
 inline void setTicked(const QObject *parent, const QString &name, bool on)
@@ -57,7 +60,8 @@ inline quint64 count(const MainWindow *w, const char *name) { return labelText(w
 // Every frame the window has counted, over the four count labels.
 inline quint64 totalCount(const MainWindow *w)
 {
-    return count(w, "labelCh1RxCount") + count(w, "labelCh1TxCount") + count(w, "labelCh2RxCount") + count(w, "labelCh2TxCount");
+    return count(w, "labelCh1RxCount") + count(w, "labelCh1TxCount") + count(w, "labelCh2RxCount")
+        + count(w, "labelCh2TxCount");
 }
 // A rate label reads "N/s;"; anything else gives -1.
 inline int rate(const MainWindow *w, const char *name)
@@ -132,7 +136,10 @@ inline void setText(const MainWindow *w, const char *edit, const QString &text)
     QTest::keyClicks(e, text);
 }
 
-inline void setIndex(const QObject *parent, const char *combo, int index) { child<QComboBox>(parent, combo)->setCurrentIndex(index); }
+inline void setIndex(const QObject *parent, const char *combo, int index)
+{
+    child<QComboBox>(parent, combo)->setCurrentIndex(index);
+}
 
 // Fills fields the way a user does: "name=value" sets a combo box's index, types
 // into a line edit, or ticks ("1") or unticks a check box.

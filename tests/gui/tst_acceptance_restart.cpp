@@ -40,8 +40,8 @@ QString shown(const QObject *parent, const QStringList &names)
     }
     return out.join('|');
 }
-const QStringList kPanel = { "SendIDEdit", "FrameTypeCombo", "FrameDataCombo", "ProtocolCombo", "SendTypeCombo", "sendLenCombo", "SendDataEdit",
-    "SendCountEdit", "SendInvEdit", "DataAddChk", "IDAddChk" };
+const QStringList kPanel = { "SendIDEdit", "FrameTypeCombo", "FrameDataCombo", "ProtocolCombo", "SendTypeCombo",
+    "sendLenCombo", "SendDataEdit", "SendCountEdit", "SendInvEdit", "DataAddChk", "IDAddChk" };
 QStringList panel(const QString &ch)
 {
     QStringList names;
@@ -91,11 +91,15 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(w->windowTitle().startsWith("Ostrel-V1.17 - SN:"), 3000);
         setListBuffer(w, 3000);
         // Channel 1: three extended CAN FD frames with bit-rate switch, 12 bytes.
-        setFields(w, { "ch1FrameTypeCombo=1", "ch1ProtocolCombo=2", "ch1sendLenCombo=9", "ch1SendIDEdit=1ABCDEF", "ch1SendDataEdit=01 02 03",
-                         "ch1SendCountEdit=3", "ch1SendInvEdit=5", "ch1DataAddChk=1", "ch1IDAddChk=1" });
+        setFields(w,
+            { "ch1FrameTypeCombo=1", "ch1ProtocolCombo=2", "ch1sendLenCombo=9", "ch1SendIDEdit=1ABCDEF",
+                "ch1SendDataEdit=01 02 03", "ch1SendCountEdit=3", "ch1SendInvEdit=5", "ch1DataAddChk=1",
+                "ch1IDAddChk=1" });
         sendFromPanel("ch1");
         // Channel 2: two standard remote frames, sent as single shots.
-        setFields(w, { "ch2FrameDataCombo=1", "ch2SendTypeCombo=1", "ch2sendLenCombo=4", "ch2SendIDEdit=7FF", "ch2SendCountEdit=2", "ch2SendInvEdit=20" });
+        setFields(w,
+            { "ch2FrameDataCombo=1", "ch2SendTypeCombo=1", "ch2sendLenCombo=4", "ch2SendIDEdit=7FF",
+                "ch2SendCountEdit=2", "ch2SendInvEdit=20" });
         sendFromPanel("ch2");
         QTRY_COMPARE(rowsWith(rows(w), "2", "Rx", "0x01ABCDF1"), 1);
         QTRY_COMPARE(rowsWith(rows(w), "1", "Rx", "0x7FF"), 2);
@@ -146,7 +150,8 @@ private slots:
         QCOMPARE(child<QAction>(w, "actionListBuffer")->text(), QString("Data List Buffer(3000)(&D)"));
         // Both send panels, filled in once the window has settled; remote frames lock the protocol to CAN.
         QTRY_COMPARE(child<QLineEdit>(w, "ch1SendIDEdit")->text(), QString("1ABCDEF"));
-        QCOMPARE(shown(w, panel("ch1")), QString("1ABCDEF|Extended Frame|data frame|CANFD-acceleration|Normal Send|12|01 02 03|3|5|on|on"));
+        QCOMPARE(shown(w, panel("ch1")),
+            QString("1ABCDEF|Extended Frame|data frame|CANFD-acceleration|Normal Send|12|01 02 03|3|5|on|on"));
         QCOMPARE(shown(w, panel("ch2")).section('|', 0, 5) + '|' + shown(w, panel("ch2")).section('|', 7),
             QString("7FF|Standard Frame|Remote Frame|CAN (locked)|Single Send|4|2|20|off|off"));
         // The file send dialog.
@@ -164,7 +169,8 @@ private slots:
         dlg->close();
         // The channel parameters: in the settings file, and offered again when the channels are next opened.
         const QByteArray store = m_install->read("config/setdb.txt");
-        for (const char *entry : { "ch1paramABIT1,2", "ch1paramABIT2,2", "ch2paramABIT1,2", "ch2paramABIT2,2", "ch1paramworkStatus,0", "ch2paramcanFDStandard,0" })
+        for (const char *entry : { "ch1paramABIT1,2", "ch1paramABIT2,2", "ch2paramABIT1,2", "ch2paramABIT2,2",
+                 "ch1paramworkStatus,0", "ch2paramcanFDStandard,0" })
             QVERIFY2(store.contains(entry), entry);
         QString offered;
         openDeviceFromMenu(w, [&offered](ParaDialog *para) { offered = shown(para, { "ABIT1Combo", "ABIT2Combo" }); });

@@ -75,11 +75,14 @@ private slots:
         QCOMPARE(w->windowTitle(), QString("Ostrel-V1.17"));
         QVERIFY(!enabled("ch1SendBtn"));
         openDeviceFromMenu(w);
-        QVERIFY2(logText(w).contains("通道1打开成功！") && logText(w).contains("通道2打开成功！"), qPrintable(logText(w)));
+        QVERIFY2(
+            logText(w).contains("通道1打开成功！") && logText(w).contains("通道2打开成功！"), qPrintable(logText(w)));
         QVERIFY(enabled("ch1SendBtn") && enabled("ch2SendBtn"));
         // The device watch puts the adapter into the title.
         QTRY_VERIFY_WITH_TIMEOUT(w->windowTitle().startsWith("Ostrel-V1.17 - SN:"), 3000);
-        QVERIFY2(QRegularExpression("^Ostrel-V1\\.17 - SN:\\S+, DriverLib:V\\d\\.[0-9a-f]{2}, Firmware:V2\\.11$").match(w->windowTitle()).hasMatch(),
+        QVERIFY2(QRegularExpression("^Ostrel-V1\\.17 - SN:\\S+, DriverLib:V\\d\\.[0-9a-f]{2}, Firmware:V2\\.11$")
+                     .match(w->windowTitle())
+                     .hasMatch(),
             qPrintable(w->windowTitle()));
         // The simulated nodes' traffic arrives on both channels and keeps coming.
         QTRY_VERIFY_WITH_TIMEOUT(count(w, "labelCh1RxCount") > 0 && count(w, "labelCh2RxCount") > 0, 3000);
@@ -89,8 +92,9 @@ private slots:
         QCOMPARE(labelText(w, "labelCh1TxRate") + labelText(w, "labelCh1TxCount"), QString("0/s;0"));
         // Each node as the table shows it on both channels: ID, Frame, type, DLC, CAN-FD. The slowest
         // node's frame reaches the two channels' receive threads, and so the table, at slightly different ticks.
-        const QStringList nodes = { "0x100|标准帧|数据帧|8|CAN", "0x18FF0010|扩展帧|数据帧|8|CAN", "0x200|标准帧|数据帧|16|CANFD-加速",
-            "0x300|标准帧|数据帧|12|CANFD", "0x7DF|标准帧|远程帧|8|CAN", "0x01CEBA55|扩展帧|数据帧|64|CANFD-加速" };
+        const QStringList nodes = { "0x100|标准帧|数据帧|8|CAN", "0x18FF0010|扩展帧|数据帧|8|CAN",
+            "0x200|标准帧|数据帧|16|CANFD-加速", "0x300|标准帧|数据帧|12|CANFD", "0x7DF|标准帧|远程帧|8|CAN",
+            "0x01CEBA55|扩展帧|数据帧|64|CANFD-加速" };
         auto missing = [this, &nodes]() -> QString {
             const QList<QStringList> all = rows(w);
             for (const QString &node : nodes)
@@ -109,7 +113,8 @@ private slots:
             }
         }
         const QString engine = findRow(all, 5, "0x100").at(10);
-        QVERIFY2(QRegularExpression("^x\\| [0-9A-F]{2} 10 27 64 00 00 00 00 $").match(engine).hasMatch(), qPrintable(engine));
+        QVERIFY2(QRegularExpression("^x\\| [0-9A-F]{2} 10 27 64 00 00 00 00 $").match(engine).hasMatch(),
+            qPrintable(engine));
         QCOMPARE(findRow(all, 5, "0x7DF").at(10), QString("x| "));
         QCOMPARE(Prompt::shown().size(), 0);
     }
@@ -121,8 +126,9 @@ private slots:
         quietBus();
         const quint64 tx1 = count(w, "labelCh1TxCount"), rx2 = count(w, "labelCh2RxCount");
         // 0x7C0 counting up wraps past 0x7FF to 0x000; F0 FF counting up (low byte first) carries and wraps to 00 00.
-        setFields(w, { "ch1SendIDEdit=7C0", "ch1SendCountEdit=100", "ch1SendInvEdit=1", "ch1sendLenCombo=2", "ch1SendDataEdit=F0 FF", "ch1IDAddChk=1",
-                         "ch1DataAddChk=1" });
+        setFields(w,
+            { "ch1SendIDEdit=7C0", "ch1SendCountEdit=100", "ch1SendInvEdit=1", "ch1sendLenCombo=2",
+                "ch1SendDataEdit=F0 FF", "ch1IDAddChk=1", "ch1DataAddChk=1" });
         click(w, "ch1SendBtn");
         QVERIFY(!enabled("ch1SendBtn") && !enabled("ch1SendIDEdit"));
         QTRY_VERIFY_WITH_TIMEOUT(enabled("ch1SendBtn"), 5000);
@@ -142,12 +148,14 @@ private slots:
         for (int k = 0; k < 100; ++k) {
             const int data = (0xFFF0 + k) & 0xFFFF;
             auto hex = [](int v, int width) { return QString("%1").arg(v, width, 16, QChar('0')).toUpper(); };
-            const QString tail = "0x" + hex((0x7C0 + k) % 0x800, 3) + "|标准帧|数据帧|2|CAN|x| " + hex(data & 0xFF, 2) + ' ' + hex(data >> 8, 2) + ' ';
+            const QString tail = "0x" + hex((0x7C0 + k) % 0x800, 3) + "|标准帧|数据帧|2|CAN|x| " + hex(data & 0xFF, 2)
+                + ' ' + hex(data >> 8, 2) + ' ';
             QCOMPARE(tx.at(k).mid(5).join('|'), tail);
             QCOMPARE(rx.at(k).mid(5).join('|'), tail);
             QVERIFY(tx.at(k).at(2) == "无" && rx.at(k).at(2).startsWith("0x"));
         }
-        QVERIFY(logText(w).contains("通道: 1开始发送数据：数据总帧数:100，发送间隔:1ms...") && logText(w).contains("通道1数据发送完成！"));
+        QVERIFY(logText(w).contains("通道: 1开始发送数据：数据总帧数:100，发送间隔:1ms...")
+            && logText(w).contains("通道1数据发送完成！"));
         QCOMPARE(Prompt::shown().size(), 0);
     }
 
@@ -213,11 +221,14 @@ private slots:
         QCOMPARE(child<QLineEdit>(dlg, "lineEdit")->text(), m_capturePath);
         setIndex(dlg, "comboBox", 1);
         setIndex(dlg, "comboBox_2", 1);
-        QCOMPARE(child<QComboBox>(dlg, "comboBox")->currentText() + child<QComboBox>(dlg, "comboBox_2")->currentText(), QString("ch2随文件"));
+        QCOMPARE(child<QComboBox>(dlg, "comboBox")->currentText() + child<QComboBox>(dlg, "comboBox_2")->currentText(),
+            QString("ch2随文件"));
         QVERIFY(!child<QSpinBox>(dlg, "spinBox_2")->isEnabled());
         child<QSpinBox>(dlg, "spinBox")->setValue(1);
         // Paced by the recorded times, the replay lasts at least as long as the capture.
-        auto timeOf = [](const QStringList &f) { return QTime::fromString(f.at(1).mid(2, 12), "hh:mm:ss.zzz").msecsSinceStartOfDay(); };
+        auto timeOf = [](const QStringList &f) {
+            return QTime::fromString(f.at(1).mid(2, 12), "hh:mm:ss.zzz").msecsSinceStartOfDay();
+        };
         const int span = timeOf(m_captured.last()) - timeOf(m_captured.first());
         QVERIFY2(span > 500, qPrintable(QString::number(span)));
         QElapsedTimer replay;

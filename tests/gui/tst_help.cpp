@@ -68,7 +68,7 @@ private slots:
         // A fresh install with the manuals as built.
         m_folder = std::make_unique<RuntimeFolder>();
         QDirIterator it(QCoreApplication::applicationDirPath() + QStringLiteral("/help"), QDir::Files,
-                        QDirIterator::Subdirectories);
+            QDirIterator::Subdirectories);
         const QDir helpDir(QCoreApplication::applicationDirPath() + QStringLiteral("/help"));
         while (it.hasNext()) {
             const QString from = it.next();
@@ -88,9 +88,12 @@ private slots:
         QTest::addColumn<QString>("folder");
         QTest::addColumn<QString>("manual");
         QTest::addColumn<QString>("helpTitle");
-        QTest::newRow("Simplified Chinese") << "actionChinese" << "Chinese" << kChinese << "帮助(&H)";
-        QTest::newRow("Traditional Chinese") << "actionTraditional" << "Chinese" << kChinese << "幫助(&H)";
-        QTest::newRow("English") << "actionEnglish" << "English" << kEnglish << "Help(&H)";
+        QTest::newRow("Simplified Chinese") << "actionChinese"
+                                            << "Chinese" << kChinese << "帮助(&H)";
+        QTest::newRow("Traditional Chinese") << "actionTraditional"
+                                             << "Chinese" << kChinese << "幫助(&H)";
+        QTest::newRow("English") << "actionEnglish"
+                                 << "English" << kEnglish << "Help(&H)";
     }
     void helpMenuOpensTheManualOfTheLanguage()
     {
@@ -111,7 +114,7 @@ private slots:
         entries.first()->trigger();
         const QString expected = QFileInfo(m_folder->path(QStringLiteral("help/") + folder + QLatin1Char('/') + manual))
                                      .absoluteFilePath();
-        QCOMPARE(FileDialogs::openedForTests(), QStringList{expected});
+        QCOMPARE(FileDialogs::openedForTests(), QStringList { expected });
         QVERIFY(QFileInfo(expected).size() > 0);
 
         w.findChild<QAction *>(QStringLiteral("actionHelpFolder"))->trigger();

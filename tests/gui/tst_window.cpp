@@ -72,7 +72,8 @@ int countWrites(const QString &file, const std::function<void()> &action)
     for (ssize_t len; (len = read(fd, buf, sizeof buf)) > 0;)
         for (char *p = buf; p < buf + len; p += sizeof(inotify_event) + reinterpret_cast<inotify_event *>(p)->len) {
             auto *ev = reinterpret_cast<inotify_event *>(p);
-            n += (ev->mask & IN_CLOSE_WRITE) && ev->len && QFileInfo(file).fileName() == QString::fromLocal8Bit(ev->name);
+            n += (ev->mask & IN_CLOSE_WRITE) && ev->len
+                && QFileInfo(file).fileName() == QString::fromLocal8Bit(ev->name);
         }
     close(fd);
     return n;
@@ -100,13 +101,16 @@ private slots:
     {
         // removed: files gone from the folder; about: the About box text
         columns<QByteArray, QByteArray, QStringList, int, QString>({ "ini", "store", "removed", "code", "about" });
-        QTest::newRow("LAST/Sel 5 out of range, short About") << QByteArray("[LAST]\nSel=5\n") << QByteArray() << QStringList() << 0
-                                                             << "^Ostrel-V1\\.17\\nCopyright © 2023 [^,]*$";
-        QTest::newRow("stored language wins, long About") << QByteArray("[LAST]\nSel=2\n[LAST2]\nSel=1\n") << QByteArray("Language,CNF.qm") << QStringList() << 1
-                                                          << "^Ostrel-V1\\.17\\(\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}\\)\\nCopyright © 2023 .*,奧斯特爾電子科技有限公司$";
+        QTest::newRow("LAST/Sel 5 out of range, short About")
+            << QByteArray("[LAST]\nSel=5\n") << QByteArray() << QStringList() << 0
+            << "^Ostrel-V1\\.17\\nCopyright © 2023 [^,]*$";
+        QTest::newRow("stored language wins, long About")
+            << QByteArray("[LAST]\nSel=2\n[LAST2]\nSel=1\n") << QByteArray("Language,CNF.qm") << QStringList() << 1
+            << "^Ostrel-V1\\.17\\(\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}\\)\\nCopyright © 2023 "
+               ".*,奧斯特爾電子科技有限公司$";
         QTest::newRow("missing catalogue keeps the language, missing company")
-            << QByteArray("[LAST2]\nSel=1\n") << QByteArray() << QStringList { "language/EN.qm", "config/company.txt" } << 0
-            << "^Ostrel-V1\\.17\\(.*\\)\\n.*,公司名称缺失$";
+            << QByteArray("[LAST2]\nSel=1\n") << QByteArray() << QStringList { "language/EN.qm", "config/company.txt" }
+            << 0 << "^Ostrel-V1\\.17\\(.*\\)\\n.*,公司名称缺失$";
     }
     void startUp()
     {
@@ -127,13 +131,16 @@ private slots:
         QCOMPARE(child<QMenu>(m_window.get(), "menuMultiSend")->title(), expected.at(languageCode()));
         child<QAction>(m_window.get(), "actionAbout")->trigger();
         QCOMPARE(Prompt::shown().size(), 1);
-        QCOMPARE(Prompt::shown().at(0).first, QStringList({ "关于Ostrel", "關於Ostrel", "About Ostrel" }).at(languageCode()));
-        QVERIFY2(QRegularExpression(about).match(Prompt::shown().at(0).second).hasMatch(), qPrintable(Prompt::shown().at(0).second));
+        QCOMPARE(Prompt::shown().at(0).first,
+            QStringList({ "关于Ostrel", "關於Ostrel", "About Ostrel" }).at(languageCode()));
+        QVERIFY2(QRegularExpression(about).match(Prompt::shown().at(0).second).hasMatch(),
+            qPrintable(Prompt::shown().at(0).second));
     }
 
     void helpMenuListsLowerCasePdfOnly()
     {
-        for (const char *f : { "help/Chinese/a.PDF", "help/Chinese/b.pdf", "help/Chinese/more/c.pdf", "help/English/manual.pdf" }) {
+        for (const char *f :
+            { "help/Chinese/a.PDF", "help/Chinese/b.pdf", "help/Chinese/more/c.pdf", "help/English/manual.pdf" }) {
             QDir().mkpath(QFileInfo(m_folder->path(f)).path());
             m_folder->write(f, "x");
         }
@@ -217,12 +224,18 @@ private slots:
     {
         // refusal: empty: sent
         columns<int, QString, int, QString, QString>({ "language", "channel", "format", "id", "refusal" });
-        QTest::newRow("std 7FF") << 0 << "ch1" << 0 << "7FF" << "";
-        QTest::newRow("std 800") << 0 << "ch1" << 0 << "800" << "警告|发送失败，标准帧ID范围为0~0x7FF！";
-        QTest::newRow("ext 1FFFFFFF") << 0 << "ch2" << 1 << "1FFFFFFF" << "";
-        QTest::newRow("ext 20000000") << 0 << "ch1" << 1 << "20000000" << "警告|发送失败，扩展帧ID范围为0~0x1FFFFFFF！";
-        QTest::newRow("en ext") << 2 << "ch2" << 1 << "20000000" << "warning|Sending failed, expanding frame ID range from 0 to 0x1FFFFFFFF!";
-        QTest::newRow("en closed channel") << 2 << "ch2" << 0 << "1" << "warning|Channel 2 is not open!";
+        QTest::newRow("std 7FF") << 0 << "ch1" << 0 << "7FF"
+                                 << "";
+        QTest::newRow("std 800") << 0 << "ch1" << 0 << "800"
+                                 << "警告|发送失败，标准帧ID范围为0~0x7FF！";
+        QTest::newRow("ext 1FFFFFFF") << 0 << "ch2" << 1 << "1FFFFFFF"
+                                      << "";
+        QTest::newRow("ext 20000000") << 0 << "ch1" << 1 << "20000000"
+                                      << "警告|发送失败，扩展帧ID范围为0~0x1FFFFFFF！";
+        QTest::newRow("en ext") << 2 << "ch2" << 1 << "20000000"
+                                << "warning|Sending failed, expanding frame ID range from 0 to 0x1FFFFFFFF!";
+        QTest::newRow("en closed channel") << 2 << "ch2" << 0 << "1"
+                                           << "warning|Channel 2 is not open!";
     }
     void identifierRange()
     {
@@ -277,7 +290,8 @@ private slots:
         QCOMPARE(enabledOf(w, { "ch1SendBtn", "ch1StopSendBtn", "ch1SendIDEdit" }), QString("010"));
         QTRY_VERIFY_WITH_TIMEOUT(label("labelCh1TxCount").toInt() >= 20, 5000);
         click(w, "ch1StopSendBtn");
-        QTRY_COMPARE_WITH_TIMEOUT(enabledOf(w, { "ch1SendBtn", "ch1StopSendBtn", "ch1SendIDEdit" }), QString("101"), 3000);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            enabledOf(w, { "ch1SendBtn", "ch1StopSendBtn", "ch1SendIDEdit" }), QString("101"), 3000);
         QVERIFY(find<QTextEdit>("logEdit")->toPlainText().contains("通道1数据中止发送！"));
     }
 
@@ -309,7 +323,8 @@ private slots:
         find<QCheckBox>("pauseCheck")->setChecked(false);
         child<QAction>(w, "actionMerge")->trigger();
         QCOMPARE(SettingsStore::value("merge"), QString("1"));
-        appendPendingFrames({ frame(0, 1, "0x100", "x| 01 "), frame(0, 1, "0x100", "x| 02 "), frame(0, 0, "0x100"), frame(1, 1, "0x100") });
+        appendPendingFrames({ frame(0, 1, "0x100", "x| 01 "), frame(0, 1, "0x100", "x| 02 "), frame(0, 0, "0x100"),
+            frame(1, 1, "0x100") });
         QTRY_COMPARE(label("labelCh1RxCount"), QString("4"));
         QCOMPARE(model()->rowCount(), 3);
         QCOMPARE(model()->cellText(0, 10), QString("x| 02 "));
@@ -359,7 +374,8 @@ private slots:
         sift->allBox()->setChecked(true);
         QCOMPARE(sift->selection().size(), 3);
         sift->valueBoxes().at(1)->setChecked(false); // untick 0x101
-        QVERIFY(!sift->allBox()->isChecked() && sift->valueBoxes().at(0)->isChecked() && sift->valueBoxes().at(2)->isChecked());
+        QVERIFY(!sift->allBox()->isChecked() && sift->valueBoxes().at(0)->isChecked()
+            && sift->valueBoxes().at(2)->isChecked());
         click(sift, "btnConfirm");
         QCOMPARE(model()->header().at(5), QString("ID*"));
         auto *view = find<QTableView>("tableView");
@@ -395,7 +411,9 @@ private slots:
         setTicked(find<QCheckBox>("checkBox"), false); // capture off: file closed
         const QStringList lines = fileLines(path);
         const bool filtered = !filter.isEmpty();
-        QCOMPARE(lines.value(0), QString(filtered ? "序号,系统时间,时间标识,通道,收/发,ID*,Frame,类型,DLC,CAN-FD,数据" : "序号,系统时间,时间标识,通道,收/发,ID,Frame,类型,DLC,CAN-FD,数据"));
+        QCOMPARE(lines.value(0),
+            QString(filtered ? "序号,系统时间,时间标识,通道,收/发,ID*,Frame,类型,DLC,CAN-FD,数据"
+                             : "序号,系统时间,时间标识,通道,收/发,ID,Frame,类型,DLC,CAN-FD,数据"));
         QCOMPARE(lines.size(), mode ? 3 : 4);
         for (int r = 0; r < model()->rowCount(); ++r) { // line by line what the table shows
             QStringList cells;
@@ -443,9 +461,10 @@ private slots:
     {
         openBothChannels();
         const QString csv = m_folder->path("frames.csv");
-        writeFile(csv, "序号,系统时间,时间标识,通道,收/发,ID,Frame,类型,DLC,CAN-FD,数据\n"
-                       "1,=\"09:15:02.317\",0x1A2B3C,1,Tx,0x123,标准帧,数据帧,2,CAN,x| 11 22 \n"
-                       "2,=\"09:15:02.318\",0x1A2B3D,1,Tx,0x124,标准帧,数据帧,2,CAN,x| 33 44 \n");
+        writeFile(csv,
+            "序号,系统时间,时间标识,通道,收/发,ID,Frame,类型,DLC,CAN-FD,数据\n"
+            "1,=\"09:15:02.317\",0x1A2B3C,1,Tx,0x123,标准帧,数据帧,2,CAN,x| 11 22 \n"
+            "2,=\"09:15:02.318\",0x1A2B3D,1,Tx,0x124,标准帧,数据帧,2,CAN,x| 33 44 \n");
         fileDlg *dlg = w->fileSendDialog();
         dlg->show();
         child<QLineEdit>(dlg, "lineEdit")->setText(csv);
@@ -494,17 +513,26 @@ private slots:
 
     void dataEditor_data()
     {
-        // action: "edit <column> <text>" or "click <column>..."; row: row 1 afterwards; for no edit, all rows joined by " / "
+        // action: "edit <column> <text>" or "click <column>..."; row: row 1 afterwards; for no edit, all rows joined by
+        // " / "
         columns<QByteArray, QString, QString>({ "bytes", "action", "row" });
-        QTest::newRow("fill: no leading zeros, bit 7 first") << QByteArray("\x00\x07\xab", 3) << ""
-                                                              << "0|0|0|0|0|0|0|0|0|0 / 7|7|0|0|0|0|0|1|1|1 / AB|171|1|0|1|0|1|0|1|1";
-        QTest::newRow("zero rows") << QByteArray() << "" << "";
-        QTest::newRow("hex 1FF keeps the low byte") << QByteArray("\x11\x22", 2) << "edit 0 1FF" << "FF|255|1|1|1|1|1|1|1|1";
-        QTest::newRow("decimal 300 wraps to 44") << QByteArray("\x11\x22", 2) << "edit 1 300" << "2C|44|0|0|1|0|1|1|0|0";
-        QTest::newRow("hex not a number") << QByteArray("\x11\x22", 2) << "edit 0 zz" << "0|0|0|0|0|0|0|0|0|0";
-        QTest::newRow("column 2 is bit 7") << QByteArray("\x00\x00", 2) << "click 2" << "80|128|1|0|0|0|0|0|0|0";
-        QTest::newRow("column 9 is bit 0, two clicks restore") << QByteArray("\x00\xff", 2) << "click 9 5 5" << "FE|254|1|1|1|1|1|1|1|0";
-        QTest::newRow("data columns do not flip") << QByteArray("\x00\x3c", 2) << "click 0 1" << "3C|60|0|0|1|1|1|1|0|0";
+        QTest::newRow("fill: no leading zeros, bit 7 first")
+            << QByteArray("\x00\x07\xab", 3) << ""
+            << "0|0|0|0|0|0|0|0|0|0 / 7|7|0|0|0|0|0|1|1|1 / AB|171|1|0|1|0|1|0|1|1";
+        QTest::newRow("zero rows") << QByteArray() << ""
+                                   << "";
+        QTest::newRow("hex 1FF keeps the low byte") << QByteArray("\x11\x22", 2) << "edit 0 1FF"
+                                                    << "FF|255|1|1|1|1|1|1|1|1";
+        QTest::newRow("decimal 300 wraps to 44") << QByteArray("\x11\x22", 2) << "edit 1 300"
+                                                 << "2C|44|0|0|1|0|1|1|0|0";
+        QTest::newRow("hex not a number") << QByteArray("\x11\x22", 2) << "edit 0 zz"
+                                          << "0|0|0|0|0|0|0|0|0|0";
+        QTest::newRow("column 2 is bit 7") << QByteArray("\x00\x00", 2) << "click 2"
+                                           << "80|128|1|0|0|0|0|0|0|0";
+        QTest::newRow("column 9 is bit 0, two clicks restore") << QByteArray("\x00\xff", 2) << "click 9 5 5"
+                                                               << "FE|254|1|1|1|1|1|1|1|0";
+        QTest::newRow("data columns do not flip") << QByteArray("\x00\x3c", 2) << "click 0 1"
+                                                  << "3C|60|0|0|1|1|1|1|0|0";
     }
     void dataEditor()
     {
@@ -531,7 +559,8 @@ private slots:
             QCOMPARE(changes.count(), 1); // only the user's own edit, not the refill of the row
         } else if (a[0] == "click") {
             for (const QString &column : a.mid(1))
-                QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, table->visualItemRect(table->item(1, column.toInt())).center());
+                QTest::mouseClick(table->viewport(), Qt::LeftButton, {},
+                    table->visualItemRect(table->item(1, column.toInt())).center());
             QCOMPARE(rowText(table, 1), row);
         } else {
             QStringList rows;
@@ -551,8 +580,9 @@ private slots:
         // restored: path|channel text|count|mode|interval; interval: sent
         columns<QByteArray, QString, int, int>({ "stored", "restored", "mode", "interval" });
         QTest::newRow("fresh, fixed interval on ch2") << QByteArray() << "|ch1|1|0|0" << 0 << 250;
-        QTest::newRow("stored file timing sends -1") << QByteArray("sendFile,/data/run.csv;sendFileCH,2;sendFileCnt,5;sendFileJG,1;sendFileJGT,40")
-                                                     << "/data/run.csv|随文件|5|1|40" << 1 << -1;
+        QTest::newRow("stored file timing sends -1")
+            << QByteArray("sendFile,/data/run.csv;sendFileCH,2;sendFileCnt,5;sendFileJG,1;sendFileJGT,40")
+            << "/data/run.csv|随文件|5|1|40" << 1 << -1;
     }
     void fileSendDialog()
     {
@@ -567,8 +597,10 @@ private slots:
         dlg.show();
         auto *path = child<QLineEdit>(&dlg, "lineEdit");
         auto *spacing = child<QSpinBox>(&dlg, "spinBox_2");
-        QTEST(QStringList({ path->text(), child<QComboBox>(&dlg, "comboBox")->currentText(), QString::number(child<QSpinBox>(&dlg, "spinBox")->value()),
-                  QString::number(child<QComboBox>(&dlg, "comboBox_2")->currentIndex()), QString::number(spacing->value()) })
+        QTEST(QStringList({ path->text(), child<QComboBox>(&dlg, "comboBox")->currentText(),
+                              QString::number(child<QSpinBox>(&dlg, "spinBox")->value()),
+                              QString::number(child<QComboBox>(&dlg, "comboBox_2")->currentIndex()),
+                              QString::number(spacing->value()) })
                   .join('|'),
             "restored");
         QCOMPARE(spacing->isEnabled(), mode == 0);
@@ -583,8 +615,11 @@ private slots:
         QCOMPARE(countWrites(storePath(), [&] { click(&dlg, "pbSend"); }), 1);
         QCOMPARE(sent.value(0), QVariantList({ m_dir->filePath("frames.csv"), 3, interval, 1 }));
         QCOMPARE(fileLines(storePath()).value(0),
-            QString("sendFile,%1;sendFileCH,1;sendFileCnt,3;sendFileJG,%2;sendFileJGT,250").arg(m_dir->filePath("frames.csv")).arg(mode));
-        const QStringList fields = { "lineEdit", "pbfile", "comboBox", "spinBox", "comboBox_2", "spinBox_2", "pbSend", "pbStop" };
+            QString("sendFile,%1;sendFileCH,1;sendFileCnt,3;sendFileJG,%2;sendFileJGT,250")
+                .arg(m_dir->filePath("frames.csv"))
+                .arg(mode));
+        const QStringList fields
+            = { "lineEdit", "pbfile", "comboBox", "spinBox", "comboBox_2", "spinBox_2", "pbSend", "pbStop" };
         QCOMPARE(enabledOf(&dlg, fields), QString("00000001"));
         dlg.setIdle();
         QCOMPARE(enabledOf(&dlg, fields), QString(mode ? "11111010" : "11111110"));
@@ -621,7 +656,9 @@ private slots:
             dlg->layout()->activate();
             QCOMPARE(dlg->height(), dlg->minimumSizeHint().height());
             for (QWidget *c : dlg->findChildren<QWidget *>()) {
-                if (!c->isVisible() || !(qobject_cast<QComboBox *>(c) || qobject_cast<QLabel *>(c) || qobject_cast<QAbstractButton *>(c)))
+                if (!c->isVisible()
+                    || !(qobject_cast<QComboBox *>(c) || qobject_cast<QLabel *>(c)
+                        || qobject_cast<QAbstractButton *>(c)))
                     continue;
                 QVERIFY2(c->width() >= c->sizeHint().width(), qPrintable(dlg->objectName() + '.' + c->objectName()));
                 if (auto *combo = qobject_cast<QComboBox *>(c)) { // its longest item, measured afresh
@@ -630,7 +667,8 @@ private slots:
                         text = qMax(text, combo->fontMetrics().boundingRect(combo->itemText(i)).width());
                     QStyleOptionComboBox option;
                     option.initFrom(combo);
-                    const QSize need = combo->style()->sizeFromContents(QStyle::CT_ComboBox, &option, QSize(text, combo->height()), combo);
+                    const QSize need = combo->style()->sizeFromContents(
+                        QStyle::CT_ComboBox, &option, QSize(text, combo->height()), combo);
                     QVERIFY2(combo->width() >= need.width(), qPrintable(dlg->objectName() + '.' + c->objectName()));
                 }
             }
@@ -644,7 +682,8 @@ private slots:
         QTest::newRow("new file") << QStringList { "new.csv" } << true << false << "new.csv";
         QTest::newRow("existing file truncated") << QStringList { "old.csv" } << true << false << "old.csv";
         QTest::newRow("unwritable folder") << QStringList { "missing/x.csv" } << false << true << "missing/x.csv";
-        QTest::newRow("good path after a bad one") << QStringList { "missing/x.csv", "new.csv" } << true << false << "new.csv";
+        QTest::newRow("good path after a bad one")
+            << QStringList { "missing/x.csv", "new.csv" } << true << false << "new.csv";
         QTest::newRow("cancelled browse changes nothing") << QStringList { "" } << true << false << "typed.csv";
         QTest::newRow("cancel after browse") << QStringList { "new.csv" } << false << false << "new.csv";
     }
@@ -665,7 +704,8 @@ private slots:
         }
         QCOMPARE(child<QLineEdit>(&dlg, "lineEdit")->text(), m_dir->filePath(field));
         QCOMPARE(child<QLabel>(&dlg, "labelHint")->isVisible(), hint);
-        const QFileInfo target(m_dir->filePath(field)); // a chosen file is created empty at once; a typed one is not touched
+        const QFileInfo target(
+            m_dir->filePath(field)); // a chosen file is created empty at once; a typed one is not touched
         QCOMPARE(target.exists() ? target.size() : -1, field == "typed.csv" || hint ? -1 : 0);
         child<QComboBox>(&dlg, "comboBox")->setCurrentIndex(1);
         click(&dlg, ok ? "pbOk" : "pbCancel");

@@ -27,11 +27,13 @@ private slots:
     {
         // opens: OpenDevice answers in turn; property: GetPropertyInterface: 0 = null
         columns<QList<uint32_t>, uint32_t, bool, QStringList>({ "opens", "property", "ok", "log" });
-        QTest::newRow("retry after ResetDriver") << QList<uint32_t> { 0, 0x77 } << 1u << true
+        QTest::newRow("retry after ResetDriver")
+            << QList<uint32_t> { 0, 0x77 } << 1u << true
             << QStringList { "OpenDevice(41,2,0)", "ResetDriver()", "OpenDevice(41,2,0)", "GetPropertyInterface(119)" };
         QTest::newRow("one retry only") << QList<uint32_t> { 0, 0, 5 } << 1u << false
                                         << QStringList { "OpenDevice(41,2,0)", "ResetDriver()", "OpenDevice(41,2,0)" };
-        QTest::newRow("no property interface") << QList<uint32_t> { 0x41 } << 0u << false
+        QTest::newRow("no property interface")
+            << QList<uint32_t> { 0x41 } << 0u << false
             << QStringList { "OpenDevice(41,2,0)", "GetPropertyInterface(65)", "CloseDevice(65)" };
     }
     void openSequence()
@@ -59,14 +61,16 @@ private slots:
         // failing: operation or "SetValue:<path>" answering 0
         columns<int, QString, bool, QStringList>({ "which", "failing", "ok", "log" });
         QTest::newRow("rates") << 0 << "" << true << QStringList { "SetArbitrationBaud(1,1,14)", "SetDataBaud(1,1,2)" };
-        QTest::newRow("failed arbitration rate stops") << 0 << "SetArbitrationBaud" << false
-                                                       << QStringList { "SetArbitrationBaud(1,1,14)" };
+        QTest::newRow("failed arbitration rate stops")
+            << 0 << "SetArbitrationBaud" << false << QStringList { "SetArbitrationBaud(1,1,14)" };
         QTest::newRow("custom rate ch0") << 1 << "" << true << QStringList { "SetValue(0/baud_rate_custom,a,b;c)" };
-        QTest::newRow("resistance, any non-zero is 1") << 2 << "" << true
-                                                      << QStringList { "SetValue(1/initenal_resistance,120)" };
+        QTest::newRow("resistance, any non-zero is 1")
+            << 2 << "" << true << QStringList { "SetValue(1/initenal_resistance,120)" };
         QTest::newRow("range") << 4 << "" << true
-            << QStringList { "SetValue(0/filter_mode,1)", "SetValue(0/filter_start,0x100)", "SetValue(0/filter_end,0x1FF)" };
-        QTest::newRow("range stops at failed start") << 4 << "SetValue:0/filter_start" << false
+                               << QStringList { "SetValue(0/filter_mode,1)", "SetValue(0/filter_start,0x100)",
+                                      "SetValue(0/filter_end,0x1FF)" };
+        QTest::newRow("range stops at failed start")
+            << 4 << "SetValue:0/filter_start" << false
             << QStringList { "SetValue(0/filter_mode,1)", "SetValue(0/filter_start,0x100)" };
         QTest::newRow("ack") << 5 << "" << true << QStringList { "SetValue(1/filter_ack,0)" };
         QTest::newRow("standard") << 6 << "" << true << QStringList { "SetCanFdStandard(1,1,1)" };
@@ -184,7 +188,8 @@ private slots:
     void updateOpensFirst()
     {
         QVERIFY(updateDevice(1));
-        QCOMPARE(FakeDriver::log(), QStringList({ "OpenDevice(41,1,0)", "GetPropertyInterface(1)", "UpdateDevice(1)" }));
+        QCOMPARE(
+            FakeDriver::log(), QStringList({ "OpenDevice(41,1,0)", "GetPropertyInterface(1)", "UpdateDevice(1)" }));
         FakeDriver::install();
         FakeDriver::setResult("OpenDevice", 0);
         QVERIFY(!updateDevice(0));
@@ -212,7 +217,8 @@ private slots:
 
     void loading_data()
     {
-        // value: of "ch1paramABIT1" (or "Language" when the ini is given) read with default "def"; entries: -1 not counted
+        // value: of "ch1paramABIT1" (or "Language" when the ini is given) read with default "def"; entries: -1 not
+        // counted
         columns<QByteArray, QByteArray, QString, int>({ "content", "ini", "value", "entries" });
         QTest::newRow("absent file") << QByteArray("<missing>") << QByteArray() << "def" << 0;
         QTest::newRow("empty line") << QByteArray("") << QByteArray() << "def" << 0;
@@ -220,12 +226,15 @@ private slots:
         QTest::newRow("trailing semicolon") << QByteArray("ch1paramABIT1,13;") << QByteArray() << "def" << 0;
         QTest::newRow("malformed first") << QByteArray("nocomma;ch1paramABIT1,13") << QByteArray() << "def" << 0;
         QTest::newRow("malformed last") << QByteArray("ch1paramABIT1,13;a,b,c") << QByteArray() << "def" << 0;
-        QTest::newRow("later duplicate wins") << QByteArray("ch1paramABIT1,1;ch1paramABIT1,2") << QByteArray() << "2" << 1;
+        QTest::newRow("later duplicate wins")
+            << QByteArray("ch1paramABIT1,1;ch1paramABIT1,2") << QByteArray() << "2" << 1;
         QTest::newRow("only first line") << QByteArray("ch1paramABIT1,4\nzz,9") << QByteArray() << "4" << 1;
         QTest::newRow("language: no ini") << QByteArray("<missing>") << QByteArray("-") << "CN.qm" << -1;
         QTest::newRow("language: Sel 2") << QByteArray("<missing>") << QByteArray("[LAST]\nSel=2\n") << "EN.qm" << -1;
-        QTest::newRow("language: Sel 5 out of range") << QByteArray("<missing>") << QByteArray("[LAST]\nSel=5\n") << "CN.qm" << -1;
-        QTest::newRow("language: stored wins") << QByteArray("Language,CNF.qm") << QByteArray("[LAST]\nSel=2\n") << "CNF.qm" << -1;
+        QTest::newRow("language: Sel 5 out of range")
+            << QByteArray("<missing>") << QByteArray("[LAST]\nSel=5\n") << "CN.qm" << -1;
+        QTest::newRow("language: stored wins")
+            << QByteArray("Language,CNF.qm") << QByteArray("[LAST]\nSel=2\n") << "CNF.qm" << -1;
     }
     void loading()
     {

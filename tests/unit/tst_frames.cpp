@@ -27,7 +27,8 @@ QByteArray counting(int n, int start)
 // Time stamp, identifier, format, type, DLC, protocol and data texts joined by "|".
 QString texts(const ModelItem &m)
 {
-    return QStringList { m.timeStamp, m.idText, m.formatText, m.typeText, m.dlcText, m.protocolText, m.dataText }.join('|');
+    return QStringList { m.timeStamp, m.idText, m.formatText, m.typeText, m.dlcText, m.protocolText, m.dataText }.join(
+        '|');
 }
 
 QList<ModelItem> collectFrames(int count, int timeoutMs = 10000)
@@ -42,7 +43,8 @@ QList<ModelItem> collectFrames(int count, int timeoutMs = 10000)
     return all;
 }
 
-ModelItem row(const QString &index, const QString &channel, const QString &id, const QString &dir, const QString &data = "x| ")
+ModelItem row(
+    const QString &index, const QString &channel, const QString &id, const QString &dir, const QString &data = "x| ")
 {
     ModelItem m;
     m.indexText = index;
@@ -67,7 +69,8 @@ QStringList column(const MyTableModel &model, int col)
     return out;
 }
 
-const QStringList kTitles = { "index", "system time", "time stamp", "channel", "Rx/Tx", "ID", "Frame", "type", "DLC", "CAN-FD", "data" };
+const QStringList kTitles
+    = { "index", "system time", "time stamp", "channel", "Rx/Tx", "ID", "Frame", "type", "DLC", "CAN-FD", "data" };
 using Steps = QList<QPair<int, QStringList>>; // (column, accepted texts) in turn
 } // namespace
 
@@ -94,34 +97,37 @@ private slots:
     void builders_data()
     {
         // timeHex: null: key absent
-        columns<Kind, int, QString, uint, QByteArray, int, quint64, QString>({ "kind", "lang", "timeHex", "idWord", "data", "flags", "stamp", "expected" });
+        columns<Kind, int, QString, uint, QByteArray, int, quint64, QString>(
+            { "kind", "lang", "timeHex", "idWord", "data", "flags", "stamp", "expected" });
         const QByteArray abc = QByteArray::fromHex("01ABFF");
         QString full = "x| ";
         for (int i = 0; i < 64; ++i)
             full += QString::asprintf("%02X ", 0xC0 + i);
         QCOMPARE(full.size(), 195);
-        QTest::newRow("standard padded to 3, hex time by default") << ClassicRx << 0 << QString() << 0x12u << abc << 0 << 12345678ull
-                                                                   << "0xBC614E|0x012|标准帧|数据帧|3|CAN|x| 01 AB FF ";
-        QTest::newRow("extended padded to 8, decimal time") << ClassicRx << 1 << "0" << 0x80000005u << QByteArray() << 0
-                                                            << 12345678ull << "12.3457|0x00000005|擴展幀|數據幀|0|CAN|x| ";
+        QTest::newRow("standard padded to 3, hex time by default")
+            << ClassicRx << 0 << QString() << 0x12u << abc << 0 << 12345678ull
+            << "0xBC614E|0x012|标准帧|数据帧|3|CAN|x| 01 AB FF ";
+        QTest::newRow("extended padded to 8, decimal time")
+            << ClassicRx << 1 << "0" << 0x80000005u << QByteArray() << 0 << 12345678ull
+            << "12.3457|0x00000005|擴展幀|數據幀|0|CAN|x| ";
         QTest::newRow("timeHex 7 means hex") << ClassicRx << 0 << "7" << 0x1u << QByteArray() << 0 << 0xABCDEF0123ull
                                              << "0xABCDEF0123|0x001|标准帧|数据帧|0|CAN|x| ";
-        QTest::newRow("bit 29 not part of the id") << ClassicRx << 0 << "1" << 0x20000123u << QByteArray() << 0 << 0ull
-                                                   << "0x0|0x123|标准帧|数据帧|0|CAN|x| ";
-        QTest::newRow("classic remote Rx keeps x| and length") << ClassicRx << 0 << "1" << 0x40000123u << abc.left(2) << 0
-                                                               << 0ull << "0x0|0x123|标准帧|远程帧|2|CAN|x| ";
+        QTest::newRow("bit 29 not part of the id")
+            << ClassicRx << 0 << "1" << 0x20000123u << QByteArray() << 0 << 0ull << "0x0|0x123|标准帧|数据帧|0|CAN|x| ";
+        QTest::newRow("classic remote Rx keeps x| and length")
+            << ClassicRx << 0 << "1" << 0x40000123u << abc.left(2) << 0 << 0ull << "0x0|0x123|标准帧|远程帧|2|CAN|x| ";
         QTest::newRow("FD remote Rx has empty data") << FdRx << 2 << "1" << 0xC0000123u << abc.left(2) << 0 << 0ull
                                                      << "0x0|0x00000123|Extended Frame|Remote Frame|2|CANFD|";
-        QTest::newRow("FD remote Tx keeps x|") << FdTx << 1 << "1" << 0x40000123u << abc.left(2) << 0 << 0ull
-                                               << "无|0x123|標準幀|遠程幀|2|CANFD|x| ";
+        QTest::newRow("FD remote Tx keeps x|")
+            << FdTx << 1 << "1" << 0x40000123u << abc.left(2) << 0 << 0ull << "无|0x123|標準幀|遠程幀|2|CANFD|x| ";
         QTest::newRow("FD 64 bytes, switch") << FdRx << 0 << "1" << 0x100u << counting(64, 0xC0) << 1 << 1ull
                                              << "0x1|0x100|标准帧|数据帧|64|CANFD-加速|" + full;
         QTest::newRow("FD switch english") << FdTx << 2 << "1" << 0x100u << QByteArray() << 1 << 0ull
                                            << "无|0x100|Standard Frame|data frame|0|CANFD-acceleration|x| ";
-        QTest::newRow("FD flags 3 is no switch") << FdRx << 0 << "1" << 0x100u << QByteArray() << 3 << 0ull
-                                                 << "0x0|0x100|标准帧|数据帧|0|CANFD|x| ";
-        QTest::newRow("unknown language: texts empty") << FdRx << 7 << "1" << 0x80000100u << QByteArray(1, 10) << 1 << 0ull
-                                                       << "0x0|0x00000100|||1|CANFD|x| 0A ";
+        QTest::newRow("FD flags 3 is no switch")
+            << FdRx << 0 << "1" << 0x100u << QByteArray() << 3 << 0ull << "0x0|0x100|标准帧|数据帧|0|CANFD|x| ";
+        QTest::newRow("unknown language: texts empty")
+            << FdRx << 7 << "1" << 0x80000100u << QByteArray(1, 10) << 1 << 0ull << "0x0|0x00000100|||1|CANFD|x| 0A ";
     }
     void builders()
     {
@@ -142,7 +148,8 @@ private slots:
             const CanReceiveRecord r[2] = { FakeDriver::canRecord(7, {}), FakeDriver::canRecord(idWord, data, stamp) };
             rx.buildCanBatch(r, 2);
         } else if (kind == FdRx) {
-            const CanFdReceiveRecord r[2] = { FakeDriver::canFdRecord(7, {}), FakeDriver::canFdRecord(idWord, data, uint8_t(flags), stamp) };
+            const CanFdReceiveRecord r[2]
+                = { FakeDriver::canFdRecord(7, {}), FakeDriver::canFdRecord(idWord, data, uint8_t(flags), stamp) };
             rx.buildCanFdBatch(r, 2);
         } else {
             CanTransmitRecord c[2] = {};
@@ -245,21 +252,61 @@ private slots:
 
     void continuityCheck_data()
     {
-        // armed: "recvIDAdd" before; null = absent; steps: cXXX classic, fXXX CAN FD (one batch each), A re-arms, R resetLastIds
+        // armed: "recvIDAdd" before; null = absent; steps: cXXX classic, fXXX CAN FD (one batch each), A re-arms, R
+        // resetLastIds
         columns<QString, QString, QString, QString>({ "armed", "steps", "errors", "after" });
-        QTest::newRow("gap") << "1" << "c100 c102" << "100>102 " << "0";
-        QTest::newRow("backwards") << "1" << "f100 fFF" << "100>ff " << "0";
-        QTest::newRow("standard wrap") << "1" << "c7FF c0" << "" << "0";
-        QTest::newRow("extended wrap is a gap") << "1" << "f9FFFFFFF f80000000" << "1fffffff>0 " << "0";
-        QTest::newRow("flag bits left out") << "1" << "cC0000100 c80000200" << "100>200 " << "0";
-        QTest::newRow("one pair after a gap") << "1" << "c100 c300 c500" << "100>300 " << "0";
-        QTest::newRow("first frame only arms") << "1" << "c100" << "" << "1";
-        QTest::newRow("FD pair while classic waits") << "1" << "f10 c300 f12" << "10>12 " << "0";
-        QTest::newRow("id 0 counts as none yet") << "1" << "c0 c555 c556" << "" << "0";
-        QTest::newRow("off") << "0" << "c100 c300" << "" << "0";
-        QTest::newRow("2 is not armed") << "2" << "c100 c300" << "" << "2";
-        QTest::newRow("last id survives re-arming") << "1" << "c100 c101 A c200" << "101>200 " << "0";
-        QTest::newRow("resetLastIds starts afresh") << "1" << "c100 f100 R c400 c401" << "" << "0";
+        QTest::newRow("gap") << "1"
+                             << "c100 c102"
+                             << "100>102 "
+                             << "0";
+        QTest::newRow("backwards") << "1"
+                                   << "f100 fFF"
+                                   << "100>ff "
+                                   << "0";
+        QTest::newRow("standard wrap") << "1"
+                                       << "c7FF c0"
+                                       << ""
+                                       << "0";
+        QTest::newRow("extended wrap is a gap") << "1"
+                                                << "f9FFFFFFF f80000000"
+                                                << "1fffffff>0 "
+                                                << "0";
+        QTest::newRow("flag bits left out") << "1"
+                                            << "cC0000100 c80000200"
+                                            << "100>200 "
+                                            << "0";
+        QTest::newRow("one pair after a gap") << "1"
+                                              << "c100 c300 c500"
+                                              << "100>300 "
+                                              << "0";
+        QTest::newRow("first frame only arms") << "1"
+                                               << "c100"
+                                               << ""
+                                               << "1";
+        QTest::newRow("FD pair while classic waits") << "1"
+                                                     << "f10 c300 f12"
+                                                     << "10>12 "
+                                                     << "0";
+        QTest::newRow("id 0 counts as none yet") << "1"
+                                                 << "c0 c555 c556"
+                                                 << ""
+                                                 << "0";
+        QTest::newRow("off") << "0"
+                             << "c100 c300"
+                             << ""
+                             << "0";
+        QTest::newRow("2 is not armed") << "2"
+                                        << "c100 c300"
+                                        << ""
+                                        << "2";
+        QTest::newRow("last id survives re-arming") << "1"
+                                                    << "c100 c101 A c200"
+                                                    << "101>200 "
+                                                    << "0";
+        QTest::newRow("resetLastIds starts afresh") << "1"
+                                                    << "c100 f100 R c400 c401"
+                                                    << ""
+                                                    << "0";
     }
     void continuityCheck()
     {
@@ -269,7 +316,8 @@ private slots:
             SettingsStore::setValue("recvIDAdd", armed);
         recvThread rx(0);
         QString errors;
-        connect(&rx, &recvThread::errorID, this, [&](uint last, uint id) { errors += QString("%1>%2 ").arg(last, 0, 16).arg(id, 0, 16); });
+        connect(&rx, &recvThread::errorID, this,
+            [&](uint last, uint id) { errors += QString("%1>%2 ").arg(last, 0, 16).arg(id, 0, 16); });
         for (const QString &s : steps.split(' ')) {
             if (s == "A")
                 SettingsStore::setValue("recvIDAdd", "1");
@@ -328,9 +376,11 @@ private slots:
         m_model->appendRows({ ::row("1", "2", "0x1", "Rx", "x| 01 "), ::row("2", "1", "0x2", "Rx") });
         QTEST(m_model->cellText(row, column), "text");
         if (titles == 11 && row == 0) { // every column shows its own field, for display and edit
-            const QStringList expected = { "1", "10:00:00.001", "0x1", "2", "Rx", "0x1", "Standard Frame", "data frame", "0", "CAN", "x| 01 " };
+            const QStringList expected = { "1", "10:00:00.001", "0x1", "2", "Rx", "0x1", "Standard Frame", "data frame",
+                "0", "CAN", "x| 01 " };
             for (int c = 0; c < 11; ++c)
-                QCOMPARE(m_model->data(m_model->index(0, c), c % 2 ? Qt::DisplayRole : Qt::EditRole).toString(), expected.at(c));
+                QCOMPARE(m_model->data(m_model->index(0, c), c % 2 ? Qt::DisplayRole : Qt::EditRole).toString(),
+                    expected.at(c));
         }
     }
 
@@ -338,14 +388,20 @@ private slots:
     {
         // edit: a frame merged by (channel, identifier, direction), or how many first rows are removed
         columns<QList<ModelItem>, QVariant, QStringList>({ "rows", "edit", "indexes" });
-        const QList<ModelItem> three = { row("1", "1", "0x123", "Rx"), row("2", "1", "0x456", "Rx"), row("3", "2", "0x123", "Rx") };
+        const QList<ModelItem> three
+            = { row("1", "1", "0x123", "Rx"), row("2", "1", "0x456", "Rx"), row("3", "2", "0x123", "Rx") };
         auto merge = [](const ModelItem &m) { return QVariant::fromValue(m); };
-        QTest::newRow("merge into an empty model") << QList<ModelItem> {} << merge(row("9", "1", "0x123", "Rx")) << QStringList { "9" };
-        QTest::newRow("same key overwrites in place") << three << merge(row("9", "1", "0x456", "Rx")) << QStringList { "1", "9", "3" };
-        QTest::newRow("other direction") << three << merge(row("9", "1", "0x456", "Tx")) << QStringList { "1", "2", "3", "9" };
-        QTest::newRow("extended text of the same number") << three << merge(row("9", "1", "0x00000123", "Rx")) << QStringList { "1", "2", "3", "9" };
-        QTest::newRow("oldest of two equal rows") << QList<ModelItem> { row("1", "1", "0x7", "Rx"), row("2", "1", "0x7", "Rx") }
-                                                  << merge(row("9", "1", "0x7", "Rx")) << QStringList { "9", "2" };
+        QTest::newRow("merge into an empty model")
+            << QList<ModelItem> {} << merge(row("9", "1", "0x123", "Rx")) << QStringList { "9" };
+        QTest::newRow("same key overwrites in place")
+            << three << merge(row("9", "1", "0x456", "Rx")) << QStringList { "1", "9", "3" };
+        QTest::newRow("other direction") << three << merge(row("9", "1", "0x456", "Tx"))
+                                         << QStringList { "1", "2", "3", "9" };
+        QTest::newRow("extended text of the same number")
+            << three << merge(row("9", "1", "0x00000123", "Rx")) << QStringList { "1", "2", "3", "9" };
+        QTest::newRow("oldest of two equal rows")
+            << QList<ModelItem> { row("1", "1", "0x7", "Rx"), row("2", "1", "0x7", "Rx") }
+            << merge(row("9", "1", "0x7", "Rx")) << QStringList { "9", "2" };
         QTest::newRow("remove two of three") << three << QVariant(2) << QStringList { "3" };
         QTest::newRow("remove past the end") << three << QVariant(5) << QStringList {};
         QTest::newRow("remove a negative count") << three << QVariant(-4) << QStringList { "1", "2", "3" };
@@ -361,7 +417,8 @@ private slots:
         else
             m_model->removeFirstRows(edit.toInt());
         QTEST(column(*m_model, 0), "indexes");
-        const int at = column(*m_model, 0).indexOf(merged.indexText); // a merged row shows every text of the newest frame
+        const int at
+            = column(*m_model, 0).indexOf(merged.indexText); // a merged row shows every text of the newest frame
         if (at >= 0)
             QCOMPARE(m_model->cellText(at, 1) + m_model->cellText(at, 2), merged.systemTime + merged.timeStamp);
     }
@@ -375,7 +432,8 @@ private slots:
         model.setHeader(kTitles);
         QCOMPARE(model.columnCount(), 11);
         // A language change: same count, new titles, the view is told once.
-        const QStringList chinese = { "序号", "系统时间", "时间标识", "通道", "收/发", "ID", "Frame", "类型", "DLC", "CAN-FD", "数据" };
+        const QStringList chinese
+            = { "序号", "系统时间", "时间标识", "通道", "收/发", "ID", "Frame", "类型", "DLC", "CAN-FD", "数据" };
         model.setHeader(chinese);
         model.setHeader(chinese);
         QCOMPARE(header.count(), 1);
@@ -400,7 +458,9 @@ private slots:
         QSignalSpy header(m_model, &QAbstractItemModel::headerDataChanged);
         for (const auto &step : steps)
             m_model->setFilter(step.first, step.second);
-        QTEST(m_model->headerData(5, Qt::Horizontal).toString() + '|' + m_model->headerData(7, Qt::Horizontal).toString(), "titles");
+        QTEST(
+            m_model->headerData(5, Qt::Horizontal).toString() + '|' + m_model->headerData(7, Qt::Horizontal).toString(),
+            "titles");
         QTEST(header.count(), "headerSignals");
         QCOMPARE(m_model->header().at(5), m_model->headerData(5, Qt::Horizontal).toString());
     }
@@ -410,10 +470,13 @@ private slots:
         columns<Steps, ModelItem, bool>({ "conditions", "item", "accepted" });
         QTest::newRow("no conditions") << Steps {} << row("1", "1", "0x00000123", "Rx") << true;
         QTest::newRow("listed") << Steps { { 5, { "0x123" } } } << row("1", "1", "0x123", "Rx") << true;
-        QTest::newRow("wider id not listed") << Steps { { 5, { "0x123" } } } << row("1", "1", "0x00000123", "Rx") << false;
+        QTest::newRow("wider id not listed")
+            << Steps { { 5, { "0x123" } } } << row("1", "1", "0x00000123", "Rx") << false;
         QTest::newRow("case-sensitive") << Steps { { 5, { "0x1AB" } } } << row("1", "1", "0x1ab", "Rx") << false;
-        QTest::newRow("every column must pass") << Steps { { 5, { "0x2" } }, { 4, { "Tx" } } } << row("1", "1", "0x2", "Rx") << false;
-        QTest::newRow("whole text only") << Steps { { 10, { "x| 01" } } } << row("1", "1", "0x2", "Rx", "x| 01 ") << false;
+        QTest::newRow("every column must pass")
+            << Steps { { 5, { "0x2" } }, { 4, { "Tx" } } } << row("1", "1", "0x2", "Rx") << false;
+        QTest::newRow("whole text only") << Steps { { 10, { "x| 01" } } } << row("1", "1", "0x2", "Rx", "x| 01 ")
+                                         << false;
     }
     void acceptsRow()
     {

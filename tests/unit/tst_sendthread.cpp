@@ -29,7 +29,8 @@ struct Recorder {
 QString csvRow(const QString &channel, const QString &id, const QString &frame, const QString &type, const QString &dlc,
     const QString &protocol, const QString &data, const QString &time = "10:00:00.000")
 {
-    return QStringList { "7", "=\"" + time + "\"", "0x1F", channel, "Rx", id, frame, type, dlc, protocol, data }.join(',');
+    return QStringList { "7", "=\"" + time + "\"", "0x1F", channel, "Rx", id, frame, type, dlc, protocol, data }.join(
+        ',');
 }
 QString stdRow(const QString &time, const QString &id, const QString &channel = "1")
 {
@@ -62,7 +63,8 @@ class tst_SendThread : public QObject {
     QString csvFile(const QStringList &rows)
     {
         const QString path = m_dir.filePath(QString("frames%1.csv").arg(++m_files));
-        writeFile(path, ("序号,系统时间,时间标识,通道,收/发,ID,Frame,类型,DLC,CAN-FD,数据\n" + rows.join('\n') + '\n').toUtf8());
+        writeFile(path,
+            ("序号,系统时间,时间标识,通道,收/发,ID,Frame,类型,DLC,CAN-FD,数据\n" + rows.join('\n') + '\n').toUtf8());
         return path;
     }
     void run(sendThread &t, Recorder &rec, int ends = 1)
@@ -85,16 +87,21 @@ private slots:
 
     void countMode_data()
     {
-        // answers: TransmitCan answers in turn (1 after them); shown: frames that reached the list; lines: after the start line
+        // answers: TransmitCan answers in turn (1 after them); shown: frames that reached the list; lines: after the
+        // start line
         columns<qint64, uint, QList<uint>, QVector<quint64>, uint, int, QString>(
             { "count", "framesPerSend", "answers", "batches", "framesPerSendAfter", "shown", "lines" });
         const QString done = "通道1数据发送完成！", failed = "通道1CAN数据发送失败！";
         QTest::newRow("5 by 2") << qint64(5) << 2u << QList<uint>() << QVector<quint64> { 2, 2, 1 } << 1u << 5 << done;
-        QTest::newRow("2500 by 1000") << qint64(2500) << 1000u << QList<uint>() << QVector<quint64> { 1000, 1000, 500 } << 500u << 2500 << done;
+        QTest::newRow("2500 by 1000") << qint64(2500) << 1000u << QList<uint>() << QVector<quint64> { 1000, 1000, 500 }
+                                      << 500u << 2500 << done;
         QTest::newRow("0 frames") << qint64(0) << 3u << QList<uint>() << QVector<quint64> {} << 3u << 0 << done;
-        QTest::newRow("refused at once") << qint64(5) << 1u << QList<uint> { 0 } << QVector<quint64> { 1 } << 1u << 0 << failed;
-        QTest::newRow("2 for a batch of 2 is a failure") << qint64(4) << 2u << QList<uint> { 2 } << QVector<quint64> { 2 } << 2u << 0 << failed;
-        QTest::newRow("last batch refused") << qint64(2) << 1u << QList<uint> { 1, 0 } << QVector<quint64> { 1, 1 } << 1u << 1 << failed + '|' + done;
+        QTest::newRow("refused at once") << qint64(5) << 1u << QList<uint> { 0 } << QVector<quint64> { 1 } << 1u << 0
+                                         << failed;
+        QTest::newRow("2 for a batch of 2 is a failure")
+            << qint64(4) << 2u << QList<uint> { 2 } << QVector<quint64> { 2 } << 2u << 0 << failed;
+        QTest::newRow("last batch refused")
+            << qint64(2) << 1u << QList<uint> { 1, 0 } << QVector<quint64> { 1, 1 } << 1u << 1 << failed + '|' + done;
     }
     void countMode()
     {
@@ -120,24 +127,38 @@ private slots:
         const QList<ModelItem> items = takePendingFrames();
         QTEST(items.size(), "shown");
         for (const ModelItem &item : items)
-            QVERIFY(item.direction == 0 && item.channel == 0 && item.timeStamp == "无" && item.dataText == "x| 01 02 03 04 05 06 07 08 ");
+            QVERIFY(item.direction == 0 && item.channel == 0 && item.timeStamp == "无"
+                && item.dataText == "x| 01 02 03 04 05 06 07 08 ");
     }
 
     void logLines_data()
     {
         columns<int, uint, QString, QString>({ "lang", "channel", "scenario", "lines" });
-        QTest::newRow("count zh") << 0 << 0u << "count" << "通道: 1开始发送数据：数据总帧数:1，发送间隔:3ms...|通道1数据发送完成！";
-        QTest::newRow("count zht") << 1 << 1u << "count" << "通道: 2開始發送數據：數據縂幀數:1，發送間隔:3ms...|通道2數據發送完成！";
+        QTest::newRow("count zh") << 0 << 0u << "count"
+                                  << "通道: 1开始发送数据：数据总帧数:1，发送间隔:3ms...|通道1数据发送完成！";
+        QTest::newRow("count zht") << 1 << 1u << "count"
+                                   << "通道: 2開始發送數據：數據縂幀數:1，發送間隔:3ms...|通道2數據發送完成！";
         QTest::newRow("count en") << 2 << 0u << "count"
-                                  << "Channel:1 Start sending data: Total frames of data:1, sending interval:3ms...|channel1Data transmission completed!";
-        QTest::newRow("keep zh") << 0 << 1u << "keep" << "通道: 2开始发送数据：一直发送，发送间隔:3ms...|通道2数据中止发送！";
-        QTest::newRow("keep en") << 2 << 1u << "keep" << "Channel:2 Start sending data: Keep sending, sending interval:3ms...|channel2Data Aborted Sending!";
-        QTest::newRow("classic failure en") << 2 << 1u << "failCan"
-            << "Channel:2 Start sending data: Total frames of data:1, sending interval:3ms...|channel2CAN Data sending failed！|channel2Data transmission completed!";
-        QTest::newRow("FD failure zh") << 0 << 1u << "failFd" << "通道: 2开始发送数据：数据总帧数:1，发送间隔:3ms...|通道2CANFD数据发送失败！|通道2数据发送完成！";
-        QTest::newRow("unknown language") << 3 << 0u << "failFd" << "";
-        QTest::newRow("closed channel sends nothing") << 0 << 1u << "closed" << "通道: 2开始发送数据：数据总帧数:1，发送间隔:3ms...";
-        QTest::newRow("stop before start") << 0 << 0u << "stopped" << "通道: 1开始发送数据：数据总帧数:1，发送间隔:3ms...|通道1数据中止发送！";
+                                  << "Channel:1 Start sending data: Total frames of data:1, sending "
+                                     "interval:3ms...|channel1Data transmission completed!";
+        QTest::newRow("keep zh") << 0 << 1u << "keep"
+                                 << "通道: 2开始发送数据：一直发送，发送间隔:3ms...|通道2数据中止发送！";
+        QTest::newRow("keep en")
+            << 2 << 1u << "keep"
+            << "Channel:2 Start sending data: Keep sending, sending interval:3ms...|channel2Data Aborted Sending!";
+        QTest::newRow("classic failure en")
+            << 2 << 1u << "failCan"
+            << "Channel:2 Start sending data: Total frames of data:1, sending interval:3ms...|channel2CAN Data sending "
+               "failed！|channel2Data transmission completed!";
+        QTest::newRow("FD failure zh")
+            << 0 << 1u << "failFd"
+            << "通道: 2开始发送数据：数据总帧数:1，发送间隔:3ms...|通道2CANFD数据发送失败！|通道2数据发送完成！";
+        QTest::newRow("unknown language") << 3 << 0u << "failFd"
+                                          << "";
+        QTest::newRow("closed channel sends nothing") << 0 << 1u << "closed"
+                                                      << "通道: 2开始发送数据：数据总帧数:1，发送间隔:3ms...";
+        QTest::newRow("stop before start") << 0 << 0u << "stopped"
+                                           << "通道: 1开始发送数据：数据总帧数:1，发送间隔:3ms...|通道1数据中止发送！";
     }
     void logLines()
     {
@@ -176,19 +197,25 @@ private slots:
     void increments_data()
     {
         // flags: extended, remote, CAN FD as bits 0..2
-        columns<uint, uint, int, QByteArray, uint, QString>({ "id", "flags", "idIncrement", "data", "length", "frames" });
+        columns<uint, uint, int, QByteArray, uint, QString>(
+            { "id", "flags", "idIncrement", "data", "length", "frames" });
         QTest::newRow("standard wraps after 7FF") << 0x7FEu << 4u << 1 << QByteArray() << 0u << "7fe: 7ff: 0: 1:";
-        QTest::newRow("standard remote wraps") << 0x7FFu << 6u << 1 << QByteArray() << 0u << "400007ff: 40000000: 40000001: 40000002:";
-        QTest::newRow("extended wraps after 1FFFFFFF") << 0x1FFFFFFEu << 5u << 1 << QByteArray() << 0u
-                                                       << "9ffffffe: 9fffffff: 80000000: 80000001:";
-        QTest::newRow("extended passes 7FF") << 0x7FFu << 7u << 1 << QByteArray() << 0u << "c00007ff: c0000800: c0000801: c0000802:";
-        QTest::newRow("FF FF wraps to 00 00") << 0x10u << 0u << 0 << QByteArray::fromHex("ffff") << 2u << "10:ffff 10:0000 10:0100 10:0200";
-        QTest::newRow("no carry past the length") << 0x10u << 0u << 0 << QByteArray::fromHex("ff55") << 1u << "10:ff00 10:0000 10:0100 10:0200";
-        QTest::newRow("carry through two bytes") << 0x10u << 0u << 0 << QByteArray::fromHex("ffff7f") << 3u
-                                                 << "10:ffff7f 10:000080 10:010080 10:020080";
-        QTest::newRow("64 FD bytes wrap") << 0x10u << 4u << 0 << QByteArray(64, char(0xFF)) << 64u
-                                          << QString("10:" + QByteArray(64, char(0xFF)).toHex() + " 10:" + QByteArray(64, 0).toHex() + " 10:01"
-                                                 + QByteArray(63, 0).toHex() + " 10:02" + QByteArray(63, 0).toHex());
+        QTest::newRow("standard remote wraps")
+            << 0x7FFu << 6u << 1 << QByteArray() << 0u << "400007ff: 40000000: 40000001: 40000002:";
+        QTest::newRow("extended wraps after 1FFFFFFF")
+            << 0x1FFFFFFEu << 5u << 1 << QByteArray() << 0u << "9ffffffe: 9fffffff: 80000000: 80000001:";
+        QTest::newRow("extended passes 7FF")
+            << 0x7FFu << 7u << 1 << QByteArray() << 0u << "c00007ff: c0000800: c0000801: c0000802:";
+        QTest::newRow("FF FF wraps to 00 00")
+            << 0x10u << 0u << 0 << QByteArray::fromHex("ffff") << 2u << "10:ffff 10:0000 10:0100 10:0200";
+        QTest::newRow("no carry past the length")
+            << 0x10u << 0u << 0 << QByteArray::fromHex("ff55") << 1u << "10:ff00 10:0000 10:0100 10:0200";
+        QTest::newRow("carry through two bytes")
+            << 0x10u << 0u << 0 << QByteArray::fromHex("ffff7f") << 3u << "10:ffff7f 10:000080 10:010080 10:020080";
+        QTest::newRow("64 FD bytes wrap")
+            << 0x10u << 4u << 0 << QByteArray(64, char(0xFF)) << 64u
+            << QString("10:" + QByteArray(64, char(0xFF)).toHex() + " 10:" + QByteArray(64, 0).toHex() + " 10:01"
+                   + QByteArray(63, 0).toHex() + " 10:02" + QByteArray(63, 0).toHex());
     }
     void increments()
     {
@@ -200,8 +227,8 @@ private slots:
         // Two frames per call: the increments run per frame, also inside a batch.
         sendThread t(1);
         Recorder rec(t);
-        t.setSend(id, idIncrement, flags & 1, flags >> 2, 0, reinterpret_cast<const uint8_t *>(data.constData()), length,
-            data.isEmpty() ? 0 : 1, 4, 2, 0, (flags >> 1) & 1, 0);
+        t.setSend(id, idIncrement, flags & 1, flags >> 2, 0, reinterpret_cast<const uint8_t *>(data.constData()),
+            length, data.isEmpty() ? 0 : 1, 4, 2, 0, (flags >> 1) & 1, 0);
         run(t, rec);
         QCOMPARE(transmits().size(), 2);
         QCOMPARE(transmits().at(0).args.at(0), quint64(FakeDriver::channelHandle(1)));
@@ -210,7 +237,8 @@ private slots:
 
     void recordBytes_data()
     {
-        columns<uint, uint, int, uint, int, QString>({ "canFd", "length", "bitRateSwitch", "transmitType", "lengthByte", "protocol" });
+        columns<uint, uint, int, uint, int, QString>(
+            { "canFd", "length", "bitRateSwitch", "transmitType", "lengthByte", "protocol" });
         QTest::newRow("classic 8") << 0u << 8u << 1 << 2u << 8 << "CAN";
         QTest::newRow("FD 64 switch") << 1u << 64u << 1 << 1u << 64 << "CANFD-加速";
         QTest::newRow("FD 70 limited to 64") << 1u << 70u << 0 << 0u << 64 << "CANFD";
@@ -249,13 +277,13 @@ private slots:
     {
         // minGaps: ms between successive transmits
         columns<QStringList, uint, int, QList<int>>({ "times", "interval", "repeat", "minGaps" });
-        QTest::newRow("fixed interval ignores recorded times") << QStringList { "10:00:00.000", "10:00:05.000", "09:00:00.000" } << 40u << 1
-                                                               << QList<int> { 38, 38 };
+        QTest::newRow("fixed interval ignores recorded times")
+            << QStringList { "10:00:00.000", "10:00:05.000", "09:00:00.000" } << 40u << 1 << QList<int> { 38, 38 };
         QTest::newRow("recorded, across midnight") << QStringList { "23:59:59.900", "00:00:00.100", "00:00:00.150" }
                                                    << sendThread::kRecordedTiming << 1 << QList<int> { 195, 45 };
         // Were the previous row kept across passes, the second pass would wait almost a day.
-        QTest::newRow("recorded, restarts each pass") << QStringList { "10:00:00.000", "10:00:00.100" } << sendThread::kRecordedTiming << 2
-                                                      << QList<int> { 95, 0, 95 };
+        QTest::newRow("recorded, restarts each pass") << QStringList { "10:00:00.000", "10:00:00.100" }
+                                                      << sendThread::kRecordedTiming << 2 << QList<int> { 95, 0, 95 };
     }
     void fileTiming()
     {
@@ -293,20 +321,32 @@ private slots:
     {
         // sent: "<ch> <name> <id word>:<data hex> <length> <flags>"
         columns<uint, QString, QString>({ "fileChannel", "row", "sent" });
-        QTest::newRow("standard data zh") << 0u << csvRow("1", "0x123", "标准帧", "数据帧", "3", "CAN", "x| 01 02 03 ") << "0 TransmitCan 123:010203 3 0";
-        QTest::newRow("extended zht") << 0u << csvRow("1", "0x1ABCDEF", "擴展幀", "數據幀", "2", "CAN", "x| AA BB ") << "0 TransmitCan 81abcdef:aabb 2 0";
-        QTest::newRow("standard remote en") << 0u << csvRow("1", "0x7FF", "Standard Frame", "Remote Frame", "0", "CAN", "x| ")
-                                            << "0 TransmitCan 400007ff: 0 0";
-        QTest::newRow("unknown format is extended") << 0u << csvRow("1", "0x10", "", "数据帧", "0", "CAN", "x| ") << "0 TransmitCan 80000010: 0 0";
-        QTest::newRow("type compared case-sensitively") << 0u << csvRow("1", "0x10", "Standard Frame", "Data Frame", "0", "CAN", "x| ")
-                                                        << "0 TransmitCan 40000010: 0 0";
-        QTest::newRow("FD switch zh") << 0u << csvRow("1", "0x10", "标准帧", "数据帧", "2", "CANFD-加速", "x| 01 02 ") << "0 TransmitCanFd 10:0102 2 1";
-        QTest::newRow("FD without switch") << 0u << csvRow("1", "0x10", "标准帧", "数据帧", "1", "CANFD", "x| 09 ") << "0 TransmitCanFd 10:09 1 0";
-        QTest::newRow("length cuts the data") << 0u << csvRow("1", "0x10", "标准帧", "数据帧", "2", "CAN", "x| 01 02 03 ") << "0 TransmitCan 10:0102 2 0";
-        QTest::newRow("channel from the row: 2") << 2u << stdRow("10:00:00.000", "0x1", "2") << "1 TransmitCan 1:5a 1 0";
-        QTest::newRow("fixed channel overrides the row") << 1u << stdRow("10:00:00.000", "0x1", "1") << "1 TransmitCan 1:5a 1 0";
-        QTest::newRow("short rows skipped") << 0u << "\njust text\n1,2,3,4,5,6,7,8,9,10\n" + stdRow("10:00:00.000", "0x2") << "0 TransmitCan 2:5a 1 0";
-        QTest::newRow("eleven empty fields: empty extended remote") << 0u << ",,,,,,,,,," << "0 TransmitCan c0000000: 0 0";
+        QTest::newRow("standard data zh") << 0u << csvRow("1", "0x123", "标准帧", "数据帧", "3", "CAN", "x| 01 02 03 ")
+                                          << "0 TransmitCan 123:010203 3 0";
+        QTest::newRow("extended zht") << 0u << csvRow("1", "0x1ABCDEF", "擴展幀", "數據幀", "2", "CAN", "x| AA BB ")
+                                      << "0 TransmitCan 81abcdef:aabb 2 0";
+        QTest::newRow("standard remote en")
+            << 0u << csvRow("1", "0x7FF", "Standard Frame", "Remote Frame", "0", "CAN", "x| ")
+            << "0 TransmitCan 400007ff: 0 0";
+        QTest::newRow("unknown format is extended")
+            << 0u << csvRow("1", "0x10", "", "数据帧", "0", "CAN", "x| ") << "0 TransmitCan 80000010: 0 0";
+        QTest::newRow("type compared case-sensitively")
+            << 0u << csvRow("1", "0x10", "Standard Frame", "Data Frame", "0", "CAN", "x| ")
+            << "0 TransmitCan 40000010: 0 0";
+        QTest::newRow("FD switch zh") << 0u << csvRow("1", "0x10", "标准帧", "数据帧", "2", "CANFD-加速", "x| 01 02 ")
+                                      << "0 TransmitCanFd 10:0102 2 1";
+        QTest::newRow("FD without switch")
+            << 0u << csvRow("1", "0x10", "标准帧", "数据帧", "1", "CANFD", "x| 09 ") << "0 TransmitCanFd 10:09 1 0";
+        QTest::newRow("length cuts the data")
+            << 0u << csvRow("1", "0x10", "标准帧", "数据帧", "2", "CAN", "x| 01 02 03 ") << "0 TransmitCan 10:0102 2 0";
+        QTest::newRow("channel from the row: 2")
+            << 2u << stdRow("10:00:00.000", "0x1", "2") << "1 TransmitCan 1:5a 1 0";
+        QTest::newRow("fixed channel overrides the row")
+            << 1u << stdRow("10:00:00.000", "0x1", "1") << "1 TransmitCan 1:5a 1 0";
+        QTest::newRow("short rows skipped")
+            << 0u << "\njust text\n1,2,3,4,5,6,7,8,9,10\n" + stdRow("10:00:00.000", "0x2") << "0 TransmitCan 2:5a 1 0";
+        QTest::newRow("eleven empty fields: empty extended remote") << 0u << ",,,,,,,,,,"
+                                                                    << "0 TransmitCan c0000000: 0 0";
     }
     void fileRows()
     {

@@ -29,7 +29,8 @@ bool openBus(const Setup &a = {}, const Setup &b = {})
         return false;
     for (unsigned ch = 0; ch < 2; ++ch) {
         const Setup &s = ch ? b : a;
-        const bool rates = s.custom.isEmpty() ? setBaudRate(ch, s.arbitration, s.data) : setCustomBaudRate(ch, s.custom);
+        const bool rates
+            = s.custom.isEmpty() ? setBaudRate(ch, s.arbitration, s.data) : setCustomBaudRate(ch, s.custom);
         if (!setCanFdStandard(ch, 0) || !rates || !initChannel(ch, s.mode) || !startChannel(ch))
             return false;
     }
@@ -37,7 +38,8 @@ bool openBus(const Setup &a = {}, const Setup &b = {})
 }
 
 // A transmit record; CAN FD records get the bit-rate switch.
-template <typename Record = CanTransmitRecord> Record tx(uint32_t id, const QByteArray &data, uint32_t type = 0, uint8_t flags = 1)
+template <typename Record = CanTransmitRecord>
+Record tx(uint32_t id, const QByteArray &data, uint32_t type = 0, uint8_t flags = 1)
 {
     Record r {};
     r.id = id;
@@ -69,7 +71,10 @@ template <typename Record> QVector<Record> collect(unsigned ch, int count = 0, i
     return got;
 }
 
-template <typename Record> QByteArray bytesOf(const Record &r, int n) { return QByteArray(reinterpret_cast<const char *>(&r), n); }
+template <typename Record> QByteArray bytesOf(const Record &r, int n)
+{
+    return QByteArray(reinterpret_cast<const char *>(&r), n);
+}
 
 // A received record's head as the driver lays it out: identifier word, byte
 // count, flags (0 when classic), two zero bytes, then the data padded.
@@ -128,20 +133,27 @@ private slots:
     void loopbackRecordBytes_data()
     {
         // rate: frames/s the bus carries for a queue of 1000 such frames, measured on its time stamps; 0: one frame
-        columns<bool, uint, int, QByteArray, QByteArray, double>({ "fd", "txId", "txLength", "txData", "expected", "rate" });
+        columns<bool, uint, int, QByteArray, QByteArray, double>(
+            { "fd", "txId", "txLength", "txData", "expected", "rate" });
         const QByteArray eight = QByteArray::fromHex("0102030405060708");
         QTest::newRow("classic standard") << false << 0x123u << 8 << eight << recordHead(0x123, 8, 0, eight, 8) << 0.0;
-        QTest::newRow("extended, bytes past the length") << false << 0x81ABCDEFu << 3 << QByteArray::fromHex("112233EEEE")
-                                                         << recordHead(0x81ABCDEF, 3, 0, QByteArray::fromHex("112233"), 8) << 0.0;
-        QTest::newRow("remote carries no data") << false << 0x400007DFu << 8 << QByteArray(8, '\xFF') << recordHead(0x400007DF, 8, 0, QByteArray(), 8) << 0.0;
-        QTest::newRow("id bits outside the frame") << false << 0x20000F23u << 1 << eight << recordHead(0x723, 1, 0, eight.left(1), 8) << 0.0;
-        QTest::newRow("classic length 12 is 8") << false << 0x10u << 12 << eight << recordHead(0x10, 8, 0, eight, 8) << 0.0;
-        QTest::newRow("FD 64, switch") << true << 0x555u << 64 << counting(64, 1) << recordHead(0x555, 64, 1, counting(64, 1), 64) << 0.0;
+        QTest::newRow("extended, bytes past the length")
+            << false << 0x81ABCDEFu << 3 << QByteArray::fromHex("112233EEEE")
+            << recordHead(0x81ABCDEF, 3, 0, QByteArray::fromHex("112233"), 8) << 0.0;
+        QTest::newRow("remote carries no data") << false << 0x400007DFu << 8 << QByteArray(8, '\xFF')
+                                                << recordHead(0x400007DF, 8, 0, QByteArray(), 8) << 0.0;
+        QTest::newRow("id bits outside the frame")
+            << false << 0x20000F23u << 1 << eight << recordHead(0x723, 1, 0, eight.left(1), 8) << 0.0;
+        QTest::newRow("classic length 12 is 8")
+            << false << 0x10u << 12 << eight << recordHead(0x10, 8, 0, eight, 8) << 0.0;
+        QTest::newRow("FD 64, switch") << true << 0x555u << 64 << counting(64, 1)
+                                       << recordHead(0x555, 64, 1, counting(64, 1), 64) << 0.0;
         QTest::newRow("FD 10 padded to 12") << true << 0x321u << 10 << counting(10, 0x20) + QByteArray(54, '\xEE')
                                             << recordHead(0x321, 12, 1, counting(10, 0x20), 64) << 0.0;
-        QTest::newRow("classic 8 bytes at 1 Mbit/s: bus limit") << false << 0x100u << 8 << eight << recordHead(0x100, 8, 0, eight, 8) << 1e6 / 111;
-        QTest::newRow("FD empty at 1M/5M switched: bus limit") << true << 0x100u << 0 << QByteArray() << recordHead(0x100, 0, 1, QByteArray(), 64)
-                                                               << 54945 / 2.0;
+        QTest::newRow("classic 8 bytes at 1 Mbit/s: bus limit")
+            << false << 0x100u << 8 << eight << recordHead(0x100, 8, 0, eight, 8) << 1e6 / 111;
+        QTest::newRow("FD empty at 1M/5M switched: bus limit")
+            << true << 0x100u << 0 << QByteArray() << recordHead(0x100, 0, 1, QByteArray(), 64) << 54945 / 2.0;
     }
     void loopbackRecordBytes()
     {
@@ -215,10 +227,13 @@ private slots:
         const auto peerClassic = collect<CanReceiveRecord>(1);
         const auto peerFd = collect<CanFdReceiveRecord>(1);
         QCOMPARE(ids(ownClassic).size() + ids(ownFd).size(), 1 + ownCopies);
-        const QList<uint> expected = !accepted ? QList<uint> { 0x7FF } : fd ? QList<uint> { 0x7FF, 0x2A0 } : QList<uint> { 0x2A0, 0x7FF };
+        const QList<uint> expected = !accepted ? QList<uint> { 0x7FF }
+            : fd                               ? QList<uint> { 0x7FF, 0x2A0 }
+                                               : QList<uint> { 0x2A0, 0x7FF };
         QCOMPARE(ids(peerClassic) + ids(peerFd), expected);
         if (ownCopies) // the own copy is byte for byte what the peer got
-            QCOMPARE(fd ? bytesOf(ownFd.value(0), 72) : bytesOf(ownClassic.value(0), 16), fd ? bytesOf(peerFd.value(0), 72) : bytesOf(peerClassic.value(0), 16));
+            QCOMPARE(fd ? bytesOf(ownFd.value(0), 72) : bytesOf(ownClassic.value(0), 16),
+                fd ? bytesOf(peerFd.value(0), 72) : bytesOf(peerClassic.value(0), 16));
     }
 
     void rateMatching_data()
@@ -261,8 +276,10 @@ private slots:
         columns<QStringList, QList<uint>>({ "program", "heard" });
         const QList<uint> all { 0x0FF, 0x100, 0x1FF, 0x200, 0x40000150, 0x80000150, 0x98FF0010, 0x98FF0100 };
         QTest::newRow("no filter") << QStringList() << all;
-        QTest::newRow("standard range") << QStringList { "clear", "0-100-1FF", "ack" } << QList<uint> { 0x100, 0x1FF, 0x40000150 };
-        QTest::newRow("extended range") << QStringList { "clear", "1-18FF0000-18FF00FF", "ack" } << QList<uint> { 0x98FF0010 };
+        QTest::newRow("standard range") << QStringList { "clear", "0-100-1FF", "ack" }
+                                        << QList<uint> { 0x100, 0x1FF, 0x40000150 };
+        QTest::newRow("extended range") << QStringList { "clear", "1-18FF0000-18FF00FF", "ack" }
+                                        << QList<uint> { 0x98FF0010 };
         QTest::newRow("several ranges") << QStringList { "clear", "0-100-100", "0-200-2FF", "1-150-150", "ack" }
                                         << QList<uint> { 0x100, 0x200, 0x80000150 };
         QTest::newRow("without ack") << QStringList { "clear", "0-100-1FF" } << all;
@@ -276,7 +293,9 @@ private slots:
         QVERIFY(openBus());
         for (const QString &step : program) {
             const QStringList row = step.split('-');
-            QVERIFY(step == "clear" ? clearFilter(1) : step == "ack" ? ackFilter(1) : setFilterRange(1, row[0].toUInt(), "0x" + row[1], "0x" + row[2]));
+            QVERIFY(step == "clear" ? clearFilter(1)
+                    : step == "ack" ? ackFilter(1)
+                                    : setFilterRange(1, row[0].toUInt(), "0x" + row[1], "0x" + row[2]));
         }
         QVector<CanTransmitRecord> records;
         for (uint id : { 0x0FFu, 0x100u, 0x1FFu, 0x200u, 0x40000150u, 0x80000150u, 0x98FF0010u, 0x98FF0100u })
@@ -366,7 +385,8 @@ private slots:
                     fd[int(i)] = tx<CanFdTransmitRecord>(0x100 + ch, payload);
                 }
                 for (uint32_t done = 0; done < n;)
-                    done += batch % 2 ? transmit(ch, fd.data() + done, n - done) : transmit(ch, classic.data() + done, n - done);
+                    done += batch % 2 ? transmit(ch, fd.data() + done, n - done)
+                                      : transmit(ch, classic.data() + done, n - done);
             }
         };
         QVector<uint32_t> heard[2][2]; // [channel][classic, FD]: sequence numbers in arrival order
@@ -388,7 +408,8 @@ private slots:
                     std::this_thread::sleep_for(std::chrono::milliseconds(1));
             }
         };
-        std::thread threads[] = { std::thread(receive, 0), std::thread(receive, 1), std::thread(send, 0), std::thread(send, 1) };
+        std::thread threads[]
+            = { std::thread(receive, 0), std::thread(receive, 1), std::thread(send, 0), std::thread(send, 1) };
         std::thread gui([&] { // meanwhile the GUI thread polls the adapter and writes properties
             for (DeviceInfoRecord info; !sendersDone; std::this_thread::sleep_for(std::chrono::microseconds(200))) {
                 kx().GetDeviceStatus(deviceState().deviceHandle);
@@ -404,7 +425,8 @@ private slots:
         threads[1].join();
         QVERIFY(!foreign);
         for (unsigned ch = 0; ch < 2; ++ch) {
-            QVERIFY(std::is_sorted(heard[ch][0].begin(), heard[ch][0].end()) && std::is_sorted(heard[ch][1].begin(), heard[ch][1].end()));
+            QVERIFY(std::is_sorted(heard[ch][0].begin(), heard[ch][0].end())
+                && std::is_sorted(heard[ch][1].begin(), heard[ch][1].end()));
             QVector<uint32_t> all = heard[ch][0] + heard[ch][1];
             std::sort(all.begin(), all.end());
             QCOMPARE(all.size(), kFrames); // none lost ...

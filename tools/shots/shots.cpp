@@ -104,8 +104,7 @@ void settle(int ms)
     std::exit(1);
 }
 
-template <typename T>
-T *child(const QObject *parent, const char *name)
+template <typename T> T *child(const QObject *parent, const char *name)
 {
     T *x = parent->findChild<T *>(QLatin1String(name));
     if (!x)
@@ -113,15 +112,9 @@ T *child(const QObject *parent, const char *name)
     return x;
 }
 
-void click(const QObject *parent, const char *button)
-{
-    child<QAbstractButton>(parent, button)->click();
-}
+void click(const QObject *parent, const char *button) { child<QAbstractButton>(parent, button)->click(); }
 
-void trigger(const QObject *w, const char *action)
-{
-    child<QAction>(w, action)->trigger();
-}
+void trigger(const QObject *w, const char *action) { child<QAction>(w, action)->trigger(); }
 
 void save(const QImage &image, const QString &name)
 {
@@ -167,8 +160,7 @@ void shoot(QWidget *w, const QString &name)
 // Runs `answer` on the next modal dialog of type T as soon as it is up. Arm it
 // before the action that opens the dialog: exec() returns once `answer` has
 // closed it.
-template <typename T>
-void onModal(std::function<void(T *)> answer)
+template <typename T> void onModal(std::function<void(T *)> answer)
 {
     auto *poll = new QTimer;
     auto *clock = new QElapsedTimer;
@@ -233,11 +225,11 @@ void shootMenu(QMainWindow *w, QMenu *menu, const QString &name)
         QPainter p(&image);
         // The open menu's title is highlighted as on a real desktop.
         p.fillRect(bar->mapTo(w, title.topLeft()).x(), bar->mapTo(w, title.topLeft()).y(), title.width(),
-                   title.height(), w->palette().highlight());
+            title.height(), w->palette().highlight());
         p.setPen(w->palette().highlightedText().color());
         p.setFont(bar->font());
-        p.drawText(QRect(bar->mapTo(w, title.topLeft()), title.size()), Qt::AlignCenter | Qt::TextShowMnemonic,
-                   menu->title());
+        p.drawText(
+            QRect(bar->mapTo(w, title.topLeft()), title.size()), Qt::AlignCenter | Qt::TextShowMnemonic, menu->title());
         p.drawPixmap(at, menu->grab());
     }
     menu->hide();
@@ -314,10 +306,7 @@ void closeDevice(MainWindow *w)
     settle(300);
 }
 
-void setEdit(MainWindow *w, const char *edit, const QString &text)
-{
-    child<QLineEdit>(w, edit)->setText(text);
-}
+void setEdit(MainWindow *w, const char *edit, const QString &text) { child<QLineEdit>(w, edit)->setText(text); }
 
 // A fresh list, ten frames sent from channel 1 with identifier and data
 // increment, and enough simulated traffic around them to fill the table.
@@ -349,9 +338,9 @@ void shootMenus(MainWindow *w, const QString &lang)
     const struct {
         const char *menu;
         const char *name;
-    } menus[] = {{"menuDevice", "menu_device_"}, {"menuMultiSend", "menu_multisend_"},
-                 {"menuParam", "menu_param_"},   {"menuInfo", "menu_info_"},
-                 {"menuLanguage", "menu_language_"}, {"menuHelp", "menu_help_"}};
+    } menus[]
+        = { { "menuDevice", "menu_device_" }, { "menuMultiSend", "menu_multisend_" }, { "menuParam", "menu_param_" },
+              { "menuInfo", "menu_info_" }, { "menuLanguage", "menu_language_" }, { "menuHelp", "menu_help_" } };
     for (const auto &m : menus)
         shootMenu(w, child<QMenu>(w, m.menu), QLatin1String(m.name) + lang);
 }
@@ -380,8 +369,8 @@ void shootFilterPopup(MainWindow *w, const QString &lang)
             QPainter p(&image);
             p.drawPixmap(at, menu->grab());
         }
-        const QRect around = QRect(at - QPoint(260, 120), QSize(menu->width() + 520, menu->height() + 240))
-                                 .intersected(image.rect());
+        const QRect around
+            = QRect(at - QPoint(260, 120), QSize(menu->width() + 520, menu->height() + 240)).intersected(image.rect());
         save(image.copy(around), QStringLiteral("context_") + lang);
         menu->close();
     });
@@ -476,7 +465,7 @@ void shootParts(MainWindow *w, const QString &lang)
 {
     const QImage whole = w->grab().toImage();
     QRect stats;
-    for (const char *name : {"statsGroup", "checkBox", "pauseCheck", "cleanListBtn", "pushButton_2"}) {
+    for (const char *name : { "statsGroup", "checkBox", "pauseCheck", "cleanListBtn", "pushButton_2" }) {
         QWidget *part = child<QWidget>(w, name);
         stats |= QRect(part->mapTo(w, QPoint(0, 0)), part->size());
     }
@@ -509,8 +498,8 @@ void run(MainWindow *w)
     tour(w, "actionEnglish", QStringLiteral("en"));
     const auto boxes = Prompt::shown();
     for (const auto &box : boxes)
-        std::fprintf(stderr, "ostrel_shots: unexpected message box: %s / %s\n", qPrintable(box.first),
-                     qPrintable(box.second));
+        std::fprintf(
+            stderr, "ostrel_shots: unexpected message box: %s / %s\n", qPrintable(box.first), qPrintable(box.second));
     std::printf("%d images\n", g_saved);
     qApp->exit(boxes.isEmpty() ? 0 : 1);
 }
@@ -537,17 +526,17 @@ int main(int argc, char *argv[])
     // installed, no settings yet, and the calm screenshot bus.
     QTemporaryDir folder;
     QDir root(folder.path());
-    for (const char *sub : {"config", "language", "help/Chinese", "help/English", "firmware"})
+    for (const char *sub : { "config", "language", "help/Chinese", "help/English", "firmware" })
         root.mkpath(QLatin1String(sub));
     const QString built = QCoreApplication::applicationDirPath();
-    for (const char *file : {"language/CN.qm", "language/CNF.qm", "language/EN.qm", "language/config.ini",
-                             "config/company.txt"}) {
+    for (const char *file :
+        { "language/CN.qm", "language/CNF.qm", "language/EN.qm", "language/config.ini", "config/company.txt" }) {
         if (!copyFile(built + QLatin1Char('/') + QLatin1String(file), root.filePath(QLatin1String(file))))
             fail(QStringLiteral("missing %1 beside the executable").arg(QLatin1String(file)));
     }
     // The manuals as built, so the help menu lists them.
     const QDir help(built + QStringLiteral("/help"));
-    QDirIterator manuals(help.path(), {QStringLiteral("*.pdf")}, QDir::Files, QDirIterator::Subdirectories);
+    QDirIterator manuals(help.path(), { QStringLiteral("*.pdf") }, QDir::Files, QDirIterator::Subdirectories);
     while (manuals.hasNext()) {
         const QString from = manuals.next();
         copyFile(from, root.filePath(QStringLiteral("help/") + help.relativeFilePath(from)));
