@@ -291,6 +291,48 @@ private slots:
         }
     }
 
+    // The menu entry offers the upgrade only for a newer image, else says why not.
+    void upgradeMenuEntry_data()
+    {
+        // deviceFirmware -1: no device open; box empty: UpdateDlg offered
+        columns<int, int, QString, QString>({ "language", "deviceFirmware", "image", "box" });
+        QTest::newRow("no device") << 0 << -1 << "x-V2.20-y.bin"
+                                   << "警告|设备未打开！";
+        QTest::newRow("as new as firmware.bin") << 1 << 0x211 << ""
+                                                << "提示|固件版本(V2.11)已是最新，無需升級！";
+        QTest::newRow("as new as the newest image")
+            << 2 << 0x220 << "x-V2.20-y.bin"
+            << "tip|The firmware version(V2.20) is up to date, no upgrade is needed!";
+        QTest::newRow("no answer") << 0 << 0 << "x-V2.20-y.bin"
+                                   << "警告|设备信息获取失败！";
+        QTest::newRow("newer image offered") << 0 << 0x211 << "x-V2.20-y.bin"
+                                             << "";
+    }
+    void upgradeMenuEntry()
+    {
+        QFETCH(int, language);
+        QFETCH(int, deviceFirmware);
+        QFETCH(QString, image);
+        QFETCH(QString, box);
+        if (!image.isEmpty())
+            writeFile(m_folder->path("firmware/") + image, "image");
+        if (deviceFirmware >= 0) {
+            FakeDriver::setDeviceInfo(infoRecord(uint16_t(deviceFirmware)));
+            QVERIFY(::openDevice(41, 0, 0));
+        }
+        setLanguageCode(language);
+        QString source;
+        ModalAnswer answer(clickIn<UpdateDlg>("pushButton_2", [&](UpdateDlg *u) { source = u->sourcePath(); }));
+        DeviceActions::upgradeFirmware(nullptr, 0);
+        QCOMPARE(shownBox(), box);
+        QCOMPARE(answer.count(), box.isEmpty() ? 1 : 0);
+        if (box.isEmpty())
+            QCOMPARE(source, m_folder->path("firmware/") + image);
+        QCOMPARE(Prompt::shownKinds().value(0, Prompt::Kind::Warning),
+            box.startsWith("提示") || box.startsWith("tip") ? Prompt::Kind::Information : Prompt::Kind::Warning);
+        QCOMPARE(FakeDriver::callCount("UpdateDevice"), 0);
+    }
+
     void paraDialogStoresKeysInOrder_data()
     {
         // keys: in the settings file afterwards, nothing when the button leaves it alone
