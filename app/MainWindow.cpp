@@ -12,6 +12,7 @@
 #include "Prompt.h"
 #include "SettingsStore.h"
 #include "SiftDialog.h"
+#include "SignalRecorder.h"
 #include "fileDlg.h"
 #include "listSendDlg.h"
 #include "recvThread.h"
@@ -191,6 +192,9 @@ MainWindow::MainWindow(QWidget *parent)
     ui->topSplitter->setStretchFactor(1, 1);
     ui->topSplitter->setSizes({ 1100, 260 });
 
+    buildSignalViews();
+    restoreDatabases();
+
     QTimer::singleShot(1000, this, &MainWindow::deviceWatch);
     QTimer::singleShot(SettingsStore::value(QStringLiteral("refreshInterval"), QStringLiteral("100")).toInt(), this,
         &MainWindow::refreshDisplay);
@@ -245,6 +249,7 @@ void MainWindow::setLa()
     ui->actionMerge->setText(p("合并相同ID数据(&M)", "合并相同ID數據(&M)", "Merge list data(&M)"));
     ui->logGroupBox->setTitle(p("操作记录", "操作記錄", "Operation Log"));
     updateTuningTexts();
+    setSignalTexts();
 
     m_model->setHeader(
         { p("序号", "序號", "index"), p("系统时间", "系統時間", "system time"), p("时间标识", "時間標識", "time stamp"),

@@ -20,6 +20,12 @@ class sendThread;
 class fileDlg;
 class SiftDialog;
 class valueDialog;
+class QDockWidget;
+class QMenu;
+class SignalPanel;
+class SignalPlot;
+class SignalRecorder;
+struct DbcError;
 
 namespace Ui {
 class MainWindow;
@@ -50,6 +56,20 @@ public:
     void handleDeviceClosed();
     // After the open dialog: start the receive thread of each channel it opened.
     void channelsOpened(bool ch0, bool ch1);
+
+    // Signal databases (MainWindowSignals.cpp). Adds DBC files to a channel's
+    // list; a file that cannot be read leaves the list as it was and shows
+    // which line was wrong. The lists are kept as "ch1DbcFiles", "ch2DbcFiles".
+    bool addDatabases(int ch, const QStringList &paths);
+    void clearDatabases();
+    void loadExampleDatabase();
+    QStringList databaseFiles(int ch) const { return m_dbcFiles[ch ? 1 : 0]; }
+    SignalPanel *signalPanel() const { return m_signalPanel; }
+    SignalPlot *signalPlot() const { return m_signalPlot; }
+    QDockWidget *signalPanelDock() const { return m_panelDock; }
+    QDockWidget *signalPlotDock() const { return m_plotDock; }
+    QMenu *databaseMenu() const { return m_dbcMenu; }
+    static QString databaseErrorText(const DbcError &error);
 
 public slots:
     void setLa();
@@ -128,6 +148,13 @@ private:
     void setTitle(const QString &title);
     void closeCapture();
     void applyFilterToView();
+    void buildSignalViews();
+    void setSignalTexts();
+    void restoreDatabases();
+    bool readDatabases(int ch, const QStringList &paths, bool tellUser);
+    void chooseDatabaseFiles(int ch);
+    void showSelectedSignals();
+    void offerToSignals(const ModelItem &item, double hostNow);
 
     std::unique_ptr<Ui::MainWindow> ui;
     MyTableModel *m_model = nullptr;
@@ -154,4 +181,16 @@ private:
     bool m_selectionKept = false;
     int m_tableScrollValue = 0;
     QStringList m_siftValues;
+
+    std::unique_ptr<SignalRecorder> m_signals;
+    QStringList m_dbcFiles[2];
+    QDockWidget *m_panelDock = nullptr;
+    QDockWidget *m_plotDock = nullptr;
+    SignalPanel *m_signalPanel = nullptr;
+    SignalPlot *m_signalPlot = nullptr;
+    QMenu *m_dbcMenu = nullptr;
+    QAction *m_loadDbc[2] = { nullptr, nullptr };
+    QAction *m_dbcInfo[2] = { nullptr, nullptr };
+    QAction *m_loadExample = nullptr;
+    QAction *m_clearDbc = nullptr;
 };

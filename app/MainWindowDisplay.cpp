@@ -11,10 +11,12 @@
 #include "Prompt.h"
 #include "SettingsStore.h"
 #include "SiftDialog.h"
+#include "SignalRecorder.h"
 #include "recvThread.h"
 #include "savefileDlg.h"
 
 #include <QCursor>
+#include <QDockWidget>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QMenu>
@@ -164,6 +166,10 @@ void MainWindow::refreshDisplay()
         int acceptedCount = 0;
         // The conditions cannot change during the round; without any, every record is accepted.
         const bool filtering = m_model->hasFilter();
+        // The signal list and plot look at frames only while databases are
+        // loaded and the list is shown or a signal is plotted.
+        const bool watching = m_signals->hasDatabases() && (m_plotDock->isVisible() || m_signals->hasChosen());
+        const double signalNow = watching ? m_signals->now() : 0.0;
         // The round's numbers are taken from the frame counter in one step.
         quint64 index = takeFrameIndices(quint64(rows.size()));
         for (int i = 0; i < rows.size(); ++i) {
@@ -182,6 +188,8 @@ void MainWindow::refreshDisplay()
                 accepted[size_t(i)] = true;
                 ++acceptedCount;
             }
+            if (watching)
+                offerToSignals(item, signalNow);
         }
         if (saving && !csv.isEmpty()) {
             m_capture->write(csv);

@@ -28,27 +28,29 @@ QString DecodedSignal::description() const
 }
 
 SignalDecoder::SignalDecoder()
-    : m_standard(kStandardIds, nullptr)
+    : m_standard(kStandardIds, -1)
 {
 }
 
 SignalDecoder::SignalDecoder(const Databases &databases)
     : m_databases(databases)
-    , m_standard(kStandardIds, nullptr)
+    , m_standard(kStandardIds, -1)
 {
     for (const auto &db : databases) {
         if (!db)
             continue;
         for (const DbcMessage &m : db->messages) {
+            const int index = int(m_messages.size());
             if (!m.extended) {
-                if (m.id < kStandardIds && !m_standard[m.id]) {
-                    m_standard[m.id] = &m;
-                    ++m_count;
-                }
-            } else if (!m_extended.contains(m.id)) {
-                m_extended.insert(m.id, &m);
-                ++m_count;
+                if (m.id >= kStandardIds || m_standard[m.id] >= 0)
+                    continue;
+                m_standard[m.id] = index;
+            } else {
+                if (m_extended.contains(m.id))
+                    continue;
+                m_extended.insert(m.id, index);
             }
+            m_messages.push_back(&m);
         }
     }
 }

@@ -31,13 +31,21 @@ public:
     // An identifier described by two databases takes the message of the first.
     explicit SignalDecoder(const Databases &databases);
 
-    const DbcMessage *find(quint32 id, bool extended) const
+    // The message's place in messages(), or -1.
+    int indexOf(quint32 id, bool extended) const
     {
         if (!extended)
-            return id < kStandardIds ? m_standard[id] : nullptr;
-        return m_extended.value(id, nullptr);
+            return id < kStandardIds ? m_standard[id] : -1;
+        return m_extended.value(id, -1);
     }
-    bool isEmpty() const { return m_count == 0; }
+    const DbcMessage *find(quint32 id, bool extended) const
+    {
+        const int i = indexOf(id, extended);
+        return i < 0 ? nullptr : m_messages[size_t(i)];
+    }
+    // Every message the decoder knows, the first database's first.
+    const std::vector<const DbcMessage *> &messages() const { return m_messages; }
+    bool isEmpty() const { return m_messages.empty(); }
     const Databases &databases() const { return m_databases; }
 
     // Appends the frame's signals to out: every signal the data bytes hold,
@@ -56,7 +64,7 @@ public:
 private:
     static constexpr quint32 kStandardIds = 0x800;
     Databases m_databases;
-    std::vector<const DbcMessage *> m_standard;
-    QHash<quint32, const DbcMessage *> m_extended;
-    int m_count = 0;
+    std::vector<const DbcMessage *> m_messages;
+    std::vector<int> m_standard; // index in m_messages by standard identifier, -1 = none
+    QHash<quint32, int> m_extended;
 };
