@@ -144,6 +144,10 @@ SignalPlot::SignalPlot(SignalRecorder *recorder, QWidget *parent)
     layout->addWidget(split, 1);
 
     connect(m_tree, &QTreeWidget::itemChanged, this, &SignalPlot::itemChanged);
+    connect(m_tree, &QTreeWidget::itemExpanded, this, [this](QTreeWidgetItem *item) {
+        item->setData(1, Qt::UserRole, QVariant());
+        updateValues();
+    });
     connect(m_export, &QPushButton::clicked, this, &SignalPlot::exportClicked);
     connect(m_clear, &QPushButton::clicked, this, &SignalPlot::clearClicked);
     connect(m_pause, &QCheckBox::toggled, this, [this](bool paused) {
@@ -221,6 +225,10 @@ void SignalPlot::rebuild()
             }
         }
         top->setExpanded(true);
+        // A small database shows its values at once; a big one opens message by message.
+        if (decoder.messages().size() <= 32)
+            for (int k = 0; k < top->childCount(); ++k)
+                top->child(k)->setExpanded(true);
     }
     m_tree->resizeColumnToContents(0);
     m_filling = false;
@@ -278,6 +286,9 @@ void SignalPlot::updateValues()
         const int ch = top->data(0, ChannelRole).toInt();
         for (int k = 0; k < top->childCount(); ++k) {
             QTreeWidgetItem *message = top->child(k);
+            // Only what can be seen: a message's values are decoded while it is open.
+            if (!message->isExpanded())
+                continue;
             const int mi = message->data(0, MessageRole).toInt();
             const quint64 serial = m_recorder->lastSerial(ch, mi);
             if (serial == 0 || message->data(1, Qt::UserRole).toULongLong() == serial)
