@@ -21,6 +21,7 @@
 #include <QMenu>
 #include <QMenuBar>
 
+#include <algorithm>
 #include <memory>
 
 namespace {
@@ -262,8 +263,15 @@ bool MainWindow::readDatabases(int ch, const QStringList &paths, bool tellUser)
                      .arg(ch + 1)
                      .arg(names.join(QStringLiteral(", ")))
                      .arg(messages));
-        m_panelDock->show();
-        m_plotDock->show();
+        // Shown with room for their columns the first time they come up.
+        if (!m_panelDock->isVisible()) {
+            m_panelDock->show();
+            resizeDocks({ m_panelDock }, { std::max(420, width() * 2 / 5) }, Qt::Horizontal);
+        }
+        if (!m_plotDock->isVisible()) {
+            m_plotDock->show();
+            resizeDocks({ m_plotDock }, { std::max(280, height() * 2 / 5) }, Qt::Vertical);
+        }
     }
     return true;
 }

@@ -313,8 +313,13 @@ void SignalPlot::updateChart()
 {
     const double window = 60.0 * m_minutes->value();
     const double now = m_recorder->now();
-    const double to = std::max(now, 10.0);
-    const double from = std::max(0.0, to - window);
+    // From the oldest value kept (at most the kept minutes back), at least ten seconds wide.
+    double oldest = now;
+    for (const SignalRecorder::Series &s : m_recorder->series())
+        if (!s.points.isEmpty())
+            oldest = std::min(oldest, s.points.first().x());
+    const double to = now;
+    const double from = std::max({ 0.0, std::min(oldest, to - 10.0), to - window });
     double low = std::numeric_limits<double>::max();
     double high = std::numeric_limits<double>::lowest();
     const auto &series = m_recorder->series();

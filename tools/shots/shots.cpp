@@ -8,8 +8,10 @@
 #include "AppPaths.h"
 #include "DeviceLayer.h"
 #include "MainWindow.h"
+#include "MyTableModel.h"
 #include "Prompt.h"
 #include "SiftDialog.h"
+#include "SignalPlot.h"
 #include "SimulatedAdapter.h"
 
 #include <QAbstractButton>
@@ -20,6 +22,7 @@
 #include <QContextMenuEvent>
 #include <QDir>
 #include <QDirIterator>
+#include <QDockWidget>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
@@ -34,6 +37,7 @@
 #include <QTableView>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <QTreeWidget>
 
 #include <cstdio>
 #include <cstdlib>
@@ -477,6 +481,48 @@ void shootParts(MainWindow *w, const QString &lang)
     save(whole.copy(area.adjusted(-6, -6, 6, 6).intersected(whole.rect())), QStringLiteral("sendpanel_") + lang);
 }
 
+// The shipped example database on the simulated bus: three counters plotted
+// for a few seconds, the body node's frame selected in the signal panel.
+void shootSignals(MainWindow *w, const QString &lang)
+{
+    const QSize size = w->size();
+    w->resize(1560, 960);
+    settle(200);
+    trigger(w, "actionLoadExampleDbc");
+    shootMenu(w, w->databaseMenu(), QStringLiteral("menu_dbc_") + lang);
+    QTreeWidget *tree = w->signalPlot()->signalTree();
+    QTreeWidgetItem *channel1 = tree->topLevelItem(0);
+    const struct {
+        int message;
+        int signal;
+    } plotted[] = { { 0, 0 }, { 1, 6 }, { 2, 2 } }; // AliveCounter, BodyCounter, ObjectSlot
+    for (const auto &p : plotted)
+        channel1->child(p.message)->child(p.signal)->setCheckState(0, Qt::Checked);
+    openDevice(w, lang, false);
+    click(w, "cleanListBtn");
+    settle(6000);
+    child<QCheckBox>(w, "pauseCheck")->setChecked(true);
+    settle(200);
+    auto *view = child<QTableView>(w, "tableView");
+    const MyTableModel *model = w->frameModel();
+    for (int r = model->rowCount() - 1; r >= 0; --r) {
+        if (model->cellText(r, 5) == QLatin1String("0x18FF0010") && model->cellText(r, 3) == QLatin1String("1")) {
+            view->scrollTo(model->index(r, 0));
+            view->setCurrentIndex(model->index(r, 0));
+            break;
+        }
+    }
+    settle(700);
+    shoot(w, QStringLiteral("signals_") + lang);
+    child<QCheckBox>(w, "pauseCheck")->setChecked(false);
+    closeDevice(w);
+    trigger(w, "actionClearDbc");
+    w->signalPanelDock()->hide();
+    w->signalPlotDock()->hide();
+    w->resize(size);
+    settle(200);
+}
+
 void tour(MainWindow *w, const char *languageAction, const QString &lang)
 {
     switchTo(w, languageAction);
@@ -489,6 +535,7 @@ void tour(MainWindow *w, const char *languageAction, const QString &lang)
     shootFilterPopup(w, lang);
     shootDialogs(w, lang);
     closeDevice(w);
+    shootSignals(w, lang);
 }
 
 void run(MainWindow *w)
@@ -532,8 +579,8 @@ int main(int argc, char *argv[])
     for (const char *sub : { "config", "language", "help/Chinese", "help/English", "firmware" })
         root.mkpath(QLatin1String(sub));
     const QString built = QCoreApplication::applicationDirPath();
-    for (const char *file :
-        { "language/CN.qm", "language/CNF.qm", "language/EN.qm", "language/config.ini", "config/company.txt" }) {
+    for (const char *file : { "language/CN.qm", "language/CNF.qm", "language/EN.qm", "language/config.ini",
+             "config/company.txt", "config/simulator.dbc" }) {
         if (!copyFile(built + QLatin1Char('/') + QLatin1String(file), root.filePath(QLatin1String(file))))
             fail(QStringLiteral("missing %1 beside the executable").arg(QLatin1String(file)));
     }
