@@ -289,6 +289,11 @@ void MainWindow::changeEvent(QEvent *event)
         setLa();
         setWindowTitle(m_title);
     }
+    if (event->type() == QEvent::WindowStateChange) {
+        // Frames keep arriving while the window is minimised; the table is
+        // drawn once when it comes back, not at every tick in between.
+        ui->tableView->setUpdatesEnabled(!isMinimized());
+    }
     QMainWindow::changeEvent(event);
 }
 
