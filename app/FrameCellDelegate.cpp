@@ -136,7 +136,8 @@ bool FrameCellDelegate::styleAgrees(const QStyleOptionViewItem &opt) const
     cell.text = probe;
     cell.features |= QStyleOptionViewItem::HasDisplay;
     cell.rect = QRect(0, 0, metrics.horizontalAdvance(probe) + 24, std::max(opt.rect.height(), metrics.height() + 4));
-    const QStyle::State plain = opt.state & ~(QStyle::State_Selected | QStyle::State_HasFocus | QStyle::State_MouseOver);
+    const QStyle::State plain
+        = opt.state & ~(QStyle::State_Selected | QStyle::State_HasFocus | QStyle::State_MouseOver);
     for (const QStyle::State state : { plain, plain | QStyle::State_Selected }) {
         for (const bool alternate : { false, true }) {
             cell.state = state;
