@@ -236,7 +236,7 @@ protected:
         if (f.errorFrame) {
             o = putDec(o, f.channel + 1ull);
             o = putText(o, "  ErrorFrame\n");
-            emit(o);
+            takeLine(o);
             return true;
         }
         char *idStart;
@@ -269,7 +269,7 @@ protected:
             o = putSpaces(o, 4);
             o = putHex(o, flags, 4);
             o = putText(o, "        0        0        0        0        0\n");
-            emit(o);
+            takeLine(o);
             return true;
         }
         o = putDec(o, f.channel + 1ull);
@@ -290,7 +290,7 @@ protected:
                 o = putHex(o, f.data[size_t(i)], 2);
             }
         *o++ = '\n';
-        emit(o);
+        takeLine(o);
         return true;
     }
 

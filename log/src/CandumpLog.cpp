@@ -145,7 +145,7 @@ protected:
         if (f.errorFrame) {
             o = putHex(o, kErrorFlag | kBusError, 8);
             o = putText(o, "#0000000000000000\n");
-            emit(o);
+            takeLine(o);
             return true;
         }
         o = putHex(o, f.id, f.extended ? 8 : 3);
@@ -165,7 +165,7 @@ protected:
                 o = putHex(o, f.data[size_t(i)], 2);
         }
         o = putText(o, f.received ? " R\n" : " T\n");
-        emit(o);
+        takeLine(o);
         return true;
     }
 

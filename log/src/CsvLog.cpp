@@ -92,7 +92,7 @@ protected:
             // System time ="hh:mm:ss.zzz"
             const Tok st = f[1];
             quint64 h, m, s, ms;
-            if (st.n != 16 || !st.startsWith("=\"") || st.p[15] != '"' || st.p[4] != ':' || st.p[7] != ':'
+            if (st.n != 15 || !st.startsWith("=\"") || st.p[14] != '"' || st.p[4] != ':' || st.p[7] != ':'
                 || st.p[10] != '.' || !decValue(st.mid(2, 2), h, 2) || !decValue(st.mid(5, 2), m, 2)
                 || !decValue(st.mid(8, 2), s, 2) || !decValue(st.mid(11, 3), ms, 3) || h > 23 || m > 59 || s > 59)
                 return bad(LogTexts::systemTime(), st);
@@ -241,7 +241,7 @@ protected:
                 }
         }
         *o++ = '\n';
-        emit(o);
+        takeLine(o);
         return true;
     }
 

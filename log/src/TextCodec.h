@@ -4,6 +4,7 @@
 // straight into a character buffer.
 
 #include "LogReader.h"
+#include "LogWriter.h"
 
 #include <QString>
 #include <QtGlobal>
@@ -66,5 +67,5 @@ class TextLogWriter : public LogWriter {
 protected:
     // Room for one formatted line; a 64-byte CAN FD frame in ASC is about 400 characters.
     char m_line[1024] {};
-    void emit(const char *end) { m_out.append(m_line, int(end - m_line)); }
+    void takeLine(const char *end) { m_out.append(m_line, int(end - m_line)); }
 };

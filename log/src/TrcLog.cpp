@@ -196,7 +196,7 @@ protected:
         *o++ = ' ';
         if (f.errorFrame) {
             o = putText(o, "       - Rx -  0\r\n");
-            emit(o);
+            takeLine(o);
             return true;
         }
         char id[12];
@@ -220,7 +220,7 @@ protected:
         while (o[-1] == ' ')
             --o;
         o = putText(o, "\r\n");
-        emit(o);
+        takeLine(o);
         return true;
     }
 

@@ -187,8 +187,8 @@ int info(const QString &path, int lang, QTextStream &outStream, QTextStream &err
     o << tr3(lang, "各ID帧数：", "各ID幀數：", "frames per identifier:") << '\n';
     for (auto it = perId.cbegin(); it != perId.cend(); ++it) {
         const bool extended = it.key() >> 32;
-        const QString id = QStringLiteral("0x%1").arg(quint32(it.key()), extended ? 8 : 3, 16, QLatin1Char('0')).toUpper();
-        o << "  " << id.replace(QLatin1String("0X"), QLatin1String("0x")) << ' ' << it.value() << '\n';
+        const QString id = QString::number(quint32(it.key()), 16).toUpper().rightJustified(extended ? 8 : 3, QLatin1Char('0'));
+        o << "  0x" << id << ' ' << it.value() << '\n';
     }
     o.flush();
     return 0;
