@@ -33,8 +33,7 @@ public:
     LogWriter &operator=(const LogWriter &) = delete;
 
     // Creates the writer its extension names and writes the header.
-    static std::unique_ptr<LogWriter> create(
-        const QString &path, const LogWriterOptions &options, LogError *error);
+    static std::unique_ptr<LogWriter> create(const QString &path, const LogWriterOptions &options, LogError *error);
 
     // Appends one frame. A frame the format cannot hold (an error frame in a
     // CSV file) is counted in framesSkipped() and is not an error.

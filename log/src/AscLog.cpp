@@ -94,7 +94,8 @@ protected:
             if (n == 0 || t[0].startsWith("//"))
                 continue;
             if (!t[0].iis("date") && !t[0].iis("base"))
-                return fail(LogError::BadHeader, LogTexts::header(QStringLiteral("date … / base hex|dec")), t[0].text());
+                return fail(
+                    LogError::BadHeader, LogTexts::header(QStringLiteral("date … / base hex|dec")), t[0].text());
             bool isHeader;
             return headerLine(m_lineTok, isHeader);
         }

@@ -128,7 +128,8 @@ class BlfReader final : public LogReader {
             if (got < kBaseHeaderSize)
                 return fail(LogError::Truncated, LogTexts::wholeObject());
             if (std::memcmp(base, "LOBJ", 4) != 0)
-                return fail(LogError::BadRecord, LogTexts::objectSignature(), QString::fromLatin1(QByteArray(base, 4).toHex(' ')));
+                return fail(LogError::BadRecord, LogTexts::objectSignature(),
+                    QString::fromLatin1(QByteArray(base, 4).toHex(' ')));
             const quint32 size = u32(base + 8);
             const quint32 type = u32(base + 12);
             if (size < kBaseHeaderSize || size > kMaxUnpacked)
@@ -185,7 +186,8 @@ protected:
             return fail(LogError::Truncated, LogTexts::header(QStringLiteral("LOGG")));
         const quint32 headerSize = u32(h + 4);
         if (headerSize < sizeof h || headerSize > 4096)
-            return fail(LogError::BadHeader, LogTexts::header(QStringLiteral("size 72..4096")), QString::number(headerSize));
+            return fail(
+                LogError::BadHeader, LogTexts::header(QStringLiteral("size 72..4096")), QString::number(headerSize));
         m_startNs = systemTimeToNs(h + 40);
         if (!m_file->seek(headerSize) || m_file->size() < headerSize)
             return fail(LogError::Truncated, LogTexts::header(QStringLiteral("LOGG")));

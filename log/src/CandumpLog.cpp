@@ -96,12 +96,12 @@ protected:
             quint64 id;
             if ((hash != 3 && hash != 8) || !hexValue(frame.mid(0, hash), id, 8))
                 return bad(LogTexts::identifier(), frame.mid(0, hash));
-            f.extended = hash == 8;
-            if (f.extended && (id & kErrorFlag)) { // an error frame keeps only its time and channel
+            if (hash == 8 && (id & kErrorFlag)) { // an error frame keeps only its time and channel
                 f.received = true;
                 f.errorFrame = true;
                 return true;
             }
+            f.extended = hash == 8;
             f.id = quint32(id & 0x1FFFFFFF);
             Tok rest = frame.mid(hash + 1);
             if (rest.n > 0 && rest.p[0] == '#') {

@@ -126,10 +126,14 @@ protected:
                 return bad(LogTexts::identifier(), f[5]);
             fr.id = quint32(id);
             if (indexOf(kStandard, f[6]) < 0 && indexOf(kExtended, f[6]) < 0)
-                return bad(LogTexts::frameKind(QString::fromUtf8("标准帧 扩展帧 標準幀 擴展幀 Standard Frame Extended Frame")), f[6]);
+                return bad(
+                    LogTexts::frameKind(QString::fromUtf8("标准帧 扩展帧 標準幀 擴展幀 Standard Frame Extended Frame")),
+                    f[6]);
             fr.extended = indexOf(kExtended, f[6]) >= 0;
             if (indexOf(kData, f[7]) < 0 && indexOf(kRemote, f[7]) < 0)
-                return bad(LogTexts::frameKind(QString::fromUtf8("数据帧 远程帧 數據幀 遠程幀 data frame Remote Frame")), f[7]);
+                return bad(
+                    LogTexts::frameKind(QString::fromUtf8("数据帧 远程帧 數據幀 遠程幀 data frame Remote Frame")),
+                    f[7]);
             fr.remote = indexOf(kRemote, f[7]) >= 0;
 
             if (f[9].is("CAN")) {

@@ -20,9 +20,8 @@ int LogFrame::lengthToDlc(int length)
 bool operator==(const LogFrame &a, const LogFrame &b)
 {
     if (a.timeNs != b.timeNs || a.channel != b.channel || a.id != b.id || a.length != b.length
-        || a.extended != b.extended || a.remote != b.remote || a.canFd != b.canFd
-        || a.bitRateSwitch != b.bitRateSwitch || a.errorStateIndicator != b.errorStateIndicator
-        || a.errorFrame != b.errorFrame || a.received != b.received)
+        || a.extended != b.extended || a.remote != b.remote || a.canFd != b.canFd || a.bitRateSwitch != b.bitRateSwitch
+        || a.errorStateIndicator != b.errorStateIndicator || a.errorFrame != b.errorFrame || a.received != b.received)
         return false;
     if (a.remote)
         return true;

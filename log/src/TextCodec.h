@@ -55,7 +55,10 @@ protected:
     // or on an over-long line with the error set.
     bool readLine();
     // Fails the current line with a bad record.
-    bool bad(const LogText &expected, const TextCodec::Tok &found) { return fail(LogError::BadRecord, expected, found.text()); }
+    bool bad(const LogText &expected, const TextCodec::Tok &found)
+    {
+        return fail(LogError::BadRecord, expected, found.text());
+    }
 
     static constexpr int kMaxLine = 4096;
     char m_lineBuf[kMaxLine + 2] {};

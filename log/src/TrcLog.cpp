@@ -51,8 +51,10 @@ class TrcReader final : public TextLogReader {
             else if (c[i].is("L"))
                 m_colDlc = i;
         }
-        if (m_colTime < 0 || m_colType < 0 || m_colId < 0 || m_colDir < 0 || m_colDlc < 0 || !c[std::min(n, 16) - 1].is("D"))
-            return fail(LogError::BadHeader, LogTexts::header(QStringLiteral(";$COLUMNS=N,O,T,B,I,d,R,L,D")), spec.text());
+        if (m_colTime < 0 || m_colType < 0 || m_colId < 0 || m_colDir < 0 || m_colDlc < 0
+            || !c[std::min(n, 16) - 1].is("D"))
+            return fail(
+                LogError::BadHeader, LogTexts::header(QStringLiteral(";$COLUMNS=N,O,T,B,I,d,R,L,D")), spec.text());
         return true;
     }
 
@@ -73,12 +75,13 @@ protected:
                     return false;
             } else if (!m_lineTok.startsWith(";")) {
                 if (!version)
-                    return fail(LogError::BadHeader, LogTexts::header(QStringLiteral(";$FILEVERSION=2.1")),
-                        m_lineTok.text());
+                    return fail(
+                        LogError::BadHeader, LogTexts::header(QStringLiteral(";$FILEVERSION=2.1")), m_lineTok.text());
                 m_pending = m_lineTok; // the first row, kept in the line buffer
                 return true;
             } else if (!version) {
-                return fail(LogError::BadHeader, LogTexts::header(QStringLiteral(";$FILEVERSION=2.1")), m_lineTok.text());
+                return fail(
+                    LogError::BadHeader, LogTexts::header(QStringLiteral(";$FILEVERSION=2.1")), m_lineTok.text());
             }
         }
         if (failed())

@@ -13,67 +13,67 @@ namespace LogTool {
 
 namespace {
 
-QString tr3(int lang, const char *zh, const char *zht, const char *en)
-{
-    return LogText { QString::fromUtf8(zh), QString::fromUtf8(zht), QString::fromUtf8(en) }.pick(lang);
-}
-
-QString seconds(qint64 ns)
-{
-    const qint64 us = (ns >= 0 ? ns + 500 : ns - 500) / 1000;
-    return QStringLiteral("%1%2.%3")
-        .arg(us < 0 ? QStringLiteral("-") : QString())
-        .arg(qAbs(us) / 1000000)
-        .arg(qAbs(us) % 1000000, 6, 10, QLatin1Char('0'));
-}
-
-// A progress line on stderr for files large enough to take a while; it
-// overwrites itself and is ended by done().
-class Progress {
-public:
-    Progress(const LogReader &reader, int lang, QTextStream &err)
-        : m_reader(reader)
-        , m_lang(lang)
-        , m_err(err)
-        , m_enabled(reader.fileSize() >= 8 * 1024 * 1024)
+    QString tr3(int lang, const char *zh, const char *zht, const char *en)
     {
-        m_clock.start();
-    }
-    void tick()
-    {
-        if (!m_enabled || (m_reader.framesRead() & 0xFFF) != 0 || m_clock.elapsed() - m_last < 500)
-            return;
-        m_last = m_clock.elapsed();
-        const qint64 size = std::max<qint64>(1, m_reader.fileSize());
-        m_err << '\r'
-              << tr3(m_lang, "已读取 %1 帧，%2%", "已讀取 %1 幀，%2%", "%1 frames read, %2%")
-                     .arg(m_reader.framesRead())
-                     .arg(m_reader.bytePosition() * 100 / size)
-              << Qt::flush;
-        m_shown = true;
-    }
-    void done()
-    {
-        if (m_shown)
-            m_err << '\n' << Qt::flush;
-        m_shown = false;
+        return LogText { QString::fromUtf8(zh), QString::fromUtf8(zht), QString::fromUtf8(en) }.pick(lang);
     }
 
-private:
-    const LogReader &m_reader;
-    int m_lang;
-    QTextStream &m_err;
-    bool m_enabled;
-    bool m_shown = false;
-    QElapsedTimer m_clock;
-    qint64 m_last = 0;
-};
+    QString seconds(qint64 ns)
+    {
+        const qint64 us = (ns >= 0 ? ns + 500 : ns - 500) / 1000;
+        return QStringLiteral("%1%2.%3")
+            .arg(us < 0 ? QStringLiteral("-") : QString())
+            .arg(qAbs(us) / 1000000)
+            .arg(qAbs(us) % 1000000, 6, 10, QLatin1Char('0'));
+    }
 
-int report(const LogError &e, int lang, QTextStream &err)
-{
-    err << e.message().pick(lang) << '\n' << Qt::flush;
-    return 1;
-}
+    // A progress line on stderr for files large enough to take a while; it
+    // overwrites itself and is ended by done().
+    class Progress {
+    public:
+        Progress(const LogReader &reader, int lang, QTextStream &err)
+            : m_reader(reader)
+            , m_lang(lang)
+            , m_err(err)
+            , m_enabled(reader.fileSize() >= 8 * 1024 * 1024)
+        {
+            m_clock.start();
+        }
+        void tick()
+        {
+            if (!m_enabled || (m_reader.framesRead() & 0xFFF) != 0 || m_clock.elapsed() - m_last < 500)
+                return;
+            m_last = m_clock.elapsed();
+            const qint64 size = std::max<qint64>(1, m_reader.fileSize());
+            m_err << '\r'
+                  << tr3(m_lang, "已读取 %1 帧，%2%", "已讀取 %1 幀，%2%", "%1 frames read, %2%")
+                         .arg(m_reader.framesRead())
+                         .arg(m_reader.bytePosition() * 100 / size)
+                  << Qt::flush;
+            m_shown = true;
+        }
+        void done()
+        {
+            if (m_shown)
+                m_err << '\n' << Qt::flush;
+            m_shown = false;
+        }
+
+    private:
+        const LogReader &m_reader;
+        int m_lang;
+        QTextStream &m_err;
+        bool m_enabled;
+        bool m_shown = false;
+        QElapsedTimer m_clock;
+        qint64 m_last = 0;
+    };
+
+    int report(const LogError &e, int lang, QTextStream &err)
+    {
+        err << e.message().pick(lang) << '\n' << Qt::flush;
+        return 1;
+    }
 
 }
 
@@ -94,7 +94,8 @@ QString usage(int lang)
 int convert(const QString &in, const QString &out, int lang, QTextStream &outStream, QTextStream &err)
 {
     if (QFileInfo(in).absoluteFilePath() == QFileInfo(out).absoluteFilePath()) {
-        err << tr3(lang, "输入与输出是同一个文件：%1", "輸入與輸出是同一個文件：%1", "input and output are the same file: %1")
+        err << tr3(
+            lang, "输入与输出是同一个文件：%1", "輸入與輸出是同一個文件：%1", "input and output are the same file: %1")
                    .arg(in)
             << '\n';
         return 1;
@@ -134,7 +135,7 @@ int convert(const QString &in, const QString &out, int lang, QTextStream &outStr
               << '\n';
     if (writer->framesSkipped() > 0)
         outStream << tr3(lang, "%1 帧无法存入 %2 格式，已略过", "%1 幀無法存入 %2 格式，已略過",
-                         "%1 frames cannot be held by the %2 format and were left out")
+            "%1 frames cannot be held by the %2 format and were left out")
                          .arg(writer->framesSkipped())
                          .arg(format)
                   << '\n';
@@ -178,8 +179,10 @@ int info(const QString &path, int lang, QTextStream &outStream, QTextStream &err
         channels << tr3(lang, "%1（%2 帧）", "%1（%2 幀）", "%1 (%2 frames)").arg(it.key() + 1ull).arg(it.value());
     o << tr3(lang, "通道：", "通道：", "channels: ") << channels.join(QStringLiteral(", ")) << '\n';
     if (reader->framesRead() > 0) {
-        o << tr3(lang, "第一个时间标识：%1 s", "第一個時間標識：%1 s", "first time stamp: %1 s").arg(seconds(first)) << '\n';
-        o << tr3(lang, "最后一个时间标识：%1 s", "最後一個時間標識：%1 s", "last time stamp: %1 s").arg(seconds(last)) << '\n';
+        o << tr3(lang, "第一个时间标识：%1 s", "第一個時間標識：%1 s", "first time stamp: %1 s").arg(seconds(first))
+          << '\n';
+        o << tr3(lang, "最后一个时间标识：%1 s", "最後一個時間標識：%1 s", "last time stamp: %1 s").arg(seconds(last))
+          << '\n';
         o << tr3(lang, "时长：%1 s", "時長：%1 s", "duration: %1 s").arg(seconds(last - first)) << '\n';
     }
     if (errorFrames > 0)
@@ -187,7 +190,8 @@ int info(const QString &path, int lang, QTextStream &outStream, QTextStream &err
     o << tr3(lang, "各ID帧数：", "各ID幀數：", "frames per identifier:") << '\n';
     for (auto it = perId.cbegin(); it != perId.cend(); ++it) {
         const bool extended = it.key() >> 32;
-        const QString id = QString::number(quint32(it.key()), 16).toUpper().rightJustified(extended ? 8 : 3, QLatin1Char('0'));
+        const QString id
+            = QString::number(quint32(it.key()), 16).toUpper().rightJustified(extended ? 8 : 3, QLatin1Char('0'));
         o << "  0x" << id << ' ' << it.value() << '\n';
     }
     o.flush();

@@ -24,7 +24,8 @@ int main(int argc, char *argv[])
 
     QStringList args = app.arguments().mid(1);
     const QString ini = QCoreApplication::applicationDirPath() + QStringLiteral("/language/config.ini");
-    int lang = QFile::exists(ini) ? QSettings(ini, QSettings::IniFormat).value(QStringLiteral("LAST/Sel"), 0).toInt() : 0;
+    int lang
+        = QFile::exists(ini) ? QSettings(ini, QSettings::IniFormat).value(QStringLiteral("LAST/Sel"), 0).toInt() : 0;
     const int langAt = args.indexOf(QStringLiteral("--lang"));
     if (langAt >= 0 && langAt + 1 < args.size()) {
         lang = args.at(langAt + 1).toInt();
