@@ -31,10 +31,10 @@ class TrcReader final : public TextLogReader {
     int m_colTime = 1, m_colType = 2, m_colBus = 3, m_colId = 4, m_colDir = 5, m_colDlc = 7, m_colCount = 8;
     Tok m_pending; // first row, read while looking for the end of the header
 
-    bool columns(Tok spec)
+    bool columns(Tok columnList)
     {
         Tok c[16];
-        const int n = splitAt(spec, ',', c, 16);
+        const int n = splitAt(columnList, ',', c, 16);
         m_colTime = m_colType = m_colBus = m_colId = m_colDir = m_colDlc = -1;
         m_colCount = n;
         for (int i = 0; i < std::min(n, 16); ++i) {
@@ -54,7 +54,7 @@ class TrcReader final : public TextLogReader {
         if (m_colTime < 0 || m_colType < 0 || m_colId < 0 || m_colDir < 0 || m_colDlc < 0
             || !c[std::min(n, 16) - 1].is("D"))
             return fail(
-                LogError::BadHeader, LogTexts::header(QStringLiteral(";$COLUMNS=N,O,T,B,I,d,R,L,D")), spec.text());
+                LogError::BadHeader, LogTexts::header(QStringLiteral(";$COLUMNS=N,O,T,B,I,d,R,L,D")), columnList.text());
         return true;
     }
 
