@@ -514,7 +514,7 @@ int main(int argc, char *argv[])
     }
     g_out = QDir(QString::fromLocal8Bit(argv[1])).absolutePath();
     QDir().mkpath(g_out);
-    installDriver(simulatedDriver());
+    installDriver(simulatedDriver(), simulatedExtension());
 
     // A first start: catalogues, company name and language choice as
     // installed, no settings yet, and the calm screenshot bus.
