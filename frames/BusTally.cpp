@@ -30,7 +30,8 @@ void countFrame(Counts &sums, uint32_t idWord, uint32_t length, bool fd, uint8_t
 {
     const bool extended = idWord & 0x80000000u;
     const bool remote = idWord & 0x40000000u;
-    const uint32_t bytes = fd ? BusTiming::fdPayloadLength(std::min<uint32_t>(length, 64)) : std::min<uint32_t>(length, 8);
+    const uint32_t bytes
+        = fd ? BusTiming::fdPayloadLength(std::min<uint32_t>(length, 64)) : std::min<uint32_t>(length, 8);
     const BusTiming::FrameBits bits = BusTiming::stuffedFrameBits(fd, extended, remote, fd && flags == 1, bytes);
     sums.arbitrationBits += bits.arbitration;
     sums.dataBits += bits.data;

@@ -45,8 +45,8 @@ quint64 BusStatistics::perSecond(quint64 count, qint64 elapsedMs)
     return (count * 1000 + quint64(elapsedMs) / 2) / quint64(elapsedMs);
 }
 
-BusStatistics::Channel BusStatistics::figures(const BusTally::Counts &counts, quint32 arbitrationRate,
-    quint32 dataRate, qint64 elapsedMs, qint64 errors, qint64 lost)
+BusStatistics::Channel BusStatistics::figures(const BusTally::Counts &counts, quint32 arbitrationRate, quint32 dataRate,
+    qint64 elapsedMs, qint64 errors, qint64 lost)
 {
     Channel c;
     c.load = BusTiming::loadPercent(
@@ -110,11 +110,11 @@ QByteArray BusStatistics::csv(qint64 from) const
     QStringList header { Lang::pick(QStringLiteral("时间"), QStringLiteral("時間"), QStringLiteral("time")) };
     for (int ch = 1; ch <= 2; ++ch) {
         const QString n = QString::number(ch);
-        header << Lang::pick(QStringLiteral("通道%1负载率(%)"), QStringLiteral("通道%1負載率(%)"),
-            QStringLiteral("channel %1 load (%)"))
+        header << Lang::pick(
+            QStringLiteral("通道%1负载率(%)"), QStringLiteral("通道%1負載率(%)"), QStringLiteral("channel %1 load (%)"))
                       .arg(n)
-               << Lang::pick(QStringLiteral("通道%1帧/s"), QStringLiteral("通道%1幀/s"),
-                      QStringLiteral("channel %1 frames/s"))
+               << Lang::pick(
+                      QStringLiteral("通道%1帧/s"), QStringLiteral("通道%1幀/s"), QStringLiteral("channel %1 frames/s"))
                       .arg(n)
                << Lang::pick(QStringLiteral("通道%1 CAN帧/s"), QStringLiteral("通道%1 CAN幀/s"),
                       QStringLiteral("channel %1 CAN frames/s"))

@@ -55,8 +55,8 @@ public:
 
     // One channel's figures from one interval's counts and the counters'
     // change (-1 = not reported), at the given rates (bit/s, 0 = unknown).
-    static Channel figures(const BusTally::Counts &counts, quint32 arbitrationRate, quint32 dataRate,
-        qint64 elapsedMs, qint64 errors, qint64 lost);
+    static Channel figures(const BusTally::Counts &counts, quint32 arbitrationRate, quint32 dataRate, qint64 elapsedMs,
+        qint64 errors, qint64 lost);
     // A count of the interval as a rate per second, rounded.
     static quint64 perSecond(quint64 count, qint64 elapsedMs);
 

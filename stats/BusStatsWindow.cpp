@@ -163,8 +163,10 @@ int BusStatsWindow::spanMinutes() const { return kSpans[std::clamp(m_span->curre
 
 void BusStatsWindow::retranslate()
 {
-    setWindowTitle(Lang::pick(QStringLiteral("总线统计"), QStringLiteral("總線統計"), QStringLiteral("Bus Statistics")));
-    m_figures->setTitle(Lang::pick(QStringLiteral("每秒统计"), QStringLiteral("每秒統計"), QStringLiteral("Per second")));
+    setWindowTitle(
+        Lang::pick(QStringLiteral("总线统计"), QStringLiteral("總線統計"), QStringLiteral("Bus Statistics")));
+    m_figures->setTitle(
+        Lang::pick(QStringLiteral("每秒统计"), QStringLiteral("每秒統計"), QStringLiteral("Per second")));
     const QString rows[RowCount][3] = {
         { QStringLiteral("总线负载率"), QStringLiteral("總線負載率"), QStringLiteral("Bus load") },
         { QStringLiteral("峰值负载率"), QStringLiteral("峰值負載率"), QStringLiteral("Peak load") },
@@ -184,16 +186,18 @@ void BusStatsWindow::retranslate()
         const QString n = QString::number(ch + 1);
         m_channelTitles[ch]->setText(
             Lang::pick(QStringLiteral("通道%1"), QStringLiteral("通道%1"), QStringLiteral("Channel %1")).arg(n));
-        m_load[ch]->setName(Lang::pick(QStringLiteral("通道%1负载率(%)"), QStringLiteral("通道%1負載率(%)"),
-            QStringLiteral("Channel %1 load (%)"))
+        m_load[ch]->setName(Lang::pick(
+            QStringLiteral("通道%1负载率(%)"), QStringLiteral("通道%1負載率(%)"), QStringLiteral("Channel %1 load (%)"))
                                 .arg(n));
-        m_rate[ch]->setName(Lang::pick(QStringLiteral("通道%1帧/s"), QStringLiteral("通道%1幀/s"),
-            QStringLiteral("Channel %1 frames/s"))
+        m_rate[ch]->setName(Lang::pick(
+            QStringLiteral("通道%1帧/s"), QStringLiteral("通道%1幀/s"), QStringLiteral("Channel %1 frames/s"))
                                 .arg(n));
     }
-    m_loadAxis->setTitleText(Lang::pick(QStringLiteral("负载率(%)"), QStringLiteral("負載率(%)"), QStringLiteral("Load (%)")));
+    m_loadAxis->setTitleText(
+        Lang::pick(QStringLiteral("负载率(%)"), QStringLiteral("負載率(%)"), QStringLiteral("Load (%)")));
     m_rateAxis->setTitleText(Lang::pick(QStringLiteral("帧/s"), QStringLiteral("幀/s"), QStringLiteral("Frames/s")));
-    m_spanLabel->setText(Lang::pick(QStringLiteral("图表时长："), QStringLiteral("圖表時長："), QStringLiteral("Chart span:")));
+    m_spanLabel->setText(
+        Lang::pick(QStringLiteral("图表时长："), QStringLiteral("圖表時長："), QStringLiteral("Chart span:")));
     for (int i = 0; i < 3; ++i) {
         const QString n = QString::number(kSpans[i]);
         m_span->setItemText(
