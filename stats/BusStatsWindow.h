@@ -46,6 +46,9 @@ public:
     QLabel *valueLabel(int ch, Row row) const { return m_values[ch ? 1 : 0][row]; }
     // The chart's span in minutes: 1, 10 or 60.
     int spanMinutes() const;
+    // The one-second timer (runs while the window is open); tests stop it
+    // and take the samples themselves.
+    QTimer *sampleTimer() { return &m_timer; }
 
 protected:
     void showEvent(QShowEvent *event) override;
