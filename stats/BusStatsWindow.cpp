@@ -99,10 +99,12 @@ BusStatsWindow::BusStatsWindow(QWidget *parent)
     for (int ch = 0; ch < 2; ++ch) {
         m_load[ch] = new QLineSeries(m_chart);
         m_load[ch]->setObjectName(QStringLiteral("ch%1LoadSeries").arg(ch + 1));
-        m_load[ch]->setPen(QPen(kChannelColours[ch], 2));
+        // Channel 1 is drawn first and wider, so it still shows where both
+        // channels see the same frames.
+        m_load[ch]->setPen(QPen(kChannelColours[ch], ch ? 1.5 : 4));
         m_rate[ch] = new QLineSeries(m_chart);
         m_rate[ch]->setObjectName(QStringLiteral("ch%1RateSeries").arg(ch + 1));
-        m_rate[ch]->setPen(QPen(kChannelColours[ch], 1.5, Qt::DashLine));
+        m_rate[ch]->setPen(QPen(kChannelColours[ch], ch ? 1 : 3, Qt::DashLine));
         for (QLineSeries *s : { m_load[ch], m_rate[ch] }) {
             m_chart->addSeries(s);
             s->attachAxis(m_timeAxis);
