@@ -20,6 +20,32 @@ namespace {
 
     std::atomic<bool> g_enabled { false };
     Channel g_channels[2];
+
+    // The stuffed bit count of every frame shape, worked out once, so that
+    // counting a frame is one table read: [fd][extended][remote][bit-rate
+    // switch][byte count 0-64] (a CAN FD byte count without a DLC code
+    // counts with the next size, a classic one above 8 is never indexed).
+    struct BitTable {
+        struct Bits {
+            uint16_t arbitration;
+            uint16_t data;
+        };
+        Bits bits[2][2][2][2][65];
+        BitTable()
+        {
+            for (int fd = 0; fd < 2; ++fd)
+                for (int ext = 0; ext < 2; ++ext)
+                    for (int remote = 0; remote < 2; ++remote)
+                        for (int brs = 0; brs < 2; ++brs)
+                            for (uint32_t n = 0; n <= 64; ++n) {
+                                const uint32_t bytes = fd ? BusTiming::fdPayloadLength(n) : std::min<uint32_t>(n, 8);
+                                const BusTiming::FrameBits b
+                                    = BusTiming::stuffedFrameBits(fd, ext, remote, fd && brs, bytes);
+                                bits[fd][ext][remote][brs][n] = { uint16_t(b.arbitration), uint16_t(b.data) };
+                            }
+        }
+    };
+    const BitTable g_table;
 } // namespace
 
 void setEnabled(bool on) { g_enabled.store(on, std::memory_order_relaxed); }
@@ -30,9 +56,8 @@ void countFrame(Counts &sums, uint32_t idWord, uint32_t length, bool fd, uint8_t
 {
     const bool extended = idWord & 0x80000000u;
     const bool remote = idWord & 0x40000000u;
-    const uint32_t bytes
-        = fd ? BusTiming::fdPayloadLength(std::min<uint32_t>(length, 64)) : std::min<uint32_t>(length, 8);
-    const BusTiming::FrameBits bits = BusTiming::stuffedFrameBits(fd, extended, remote, fd && flags == 1, bytes);
+    const uint32_t n = std::min<uint32_t>(length, fd ? 64 : 8);
+    const BitTable::Bits &bits = g_table.bits[fd][extended][remote][fd && flags == 1][n];
     sums.arbitrationBits += bits.arbitration;
     sums.dataBits += bits.data;
     ++sums.frames;
