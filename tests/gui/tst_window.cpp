@@ -5,6 +5,7 @@
 #include "FileDialogs.h"
 #include "MainWindow.h"
 #include "MyTableModel.h"
+#include "ParaDialog.h"
 #include "RuntimeFolder.h"
 #include "SettingsStore.h"
 #include "SiftDialog.h"
@@ -15,9 +16,11 @@
 
 #include <QComboBox>
 #include <QLabel>
+#include <QLayout>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
+#include <QScreen>
 #include <QSpinBox>
 #include <QStandardItemModel>
 #include <QTableView>
@@ -420,6 +423,70 @@ private slots:
         }
         QVERIFY2(lines.last().endsWith(",0x102,标准帧,数据帧,1,CAN,x| 01 "), "a paused display keeps capturing");
     }
+
+    // A typed path is opened without truncation: the header goes at the start
+    // and the rows overwrite the old content from there; a path that cannot be
+    // opened loses the rows without a word.
+    void liveCaptureIntoExistingFile_data()
+    {
+        columns<QString>({ "file" });
+        QTest::newRow("longer old file") << "old.csv";
+        QTest::newRow("cannot be opened") << "missing/x.csv";
+    }
+    void liveCaptureIntoExistingFile()
+    {
+        QFETCH(QString, file);
+        const QString path = m_folder->path(file);
+        const QByteArray old = "old header\n" + QByteArray(400, 'o') + "\nold tail\n";
+        writeFile(path, old);
+        const QString log = find<QTextEdit>("logEdit")->toPlainText();
+        startCapture(path, 0);
+        QVERIFY(find<QCheckBox>("checkBox")->isChecked());
+        appendPendingFrames({ frame(0, 1, "0x100") });
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("1"));
+        setTicked(find<QCheckBox>("checkBox"), false);
+        QVERIFY(Prompt::shown().isEmpty());
+        QCOMPARE(find<QTextEdit>("logEdit")->toPlainText(), log);
+        if (!QFileInfo(path).dir().exists())
+            return;
+        const QByteArray written = "序号,系统时间,时间标识,通道,收/发,ID,Frame,类型,DLC,CAN-FD,数据\n1,=\""
+            + model()->cellText(0, 1).toUtf8() + "\",0x10,1,Rx,0x100,标准帧,数据帧,1,CAN,x| 01 \n";
+        const QByteArray now = readFile(path);
+        QCOMPARE(now.left(written.size()), written);
+        QCOMPARE(now.mid(written.size()), old.mid(written.size()));
+    }
+
+    // The file send dialog's count -1 replays the file until it is stopped.
+    void fileSendUntilStopped()
+    {
+        openBothChannels();
+        const QString csv = m_folder->path("frames.csv");
+        writeFile(csv,
+            "序号,系统时间,时间标识,通道,收/发,ID,Frame,类型,DLC,CAN-FD,数据\n"
+            "1,=\"09:15:02.317\",0x1A2B3C,1,Tx,0x123,标准帧,数据帧,2,CAN,x| 11 22 \n"
+            "2,=\"09:15:02.318\",0x1A2B3D,1,Tx,0x124,标准帧,数据帧,2,CAN,x| 33 44 \n");
+        fileDlg *dlg = w->fileSendDialog();
+        dlg->show();
+        child<QLineEdit>(dlg, "lineEdit")->setText(csv);
+        child<QComboBox>(dlg, "comboBox")->setCurrentIndex(0);
+        child<QComboBox>(dlg, "comboBox_2")->setCurrentIndex(0);
+        child<QSpinBox>(dlg, "spinBox_2")->setValue(5);
+        auto *count = child<QSpinBox>(dlg, "spinBox");
+        count->setValue(1);
+        QTest::keyClick(count, Qt::Key_Down);
+        QTest::keyClick(count, Qt::Key_Down);
+        QTest::keyClick(count, Qt::Key_Down);
+        QCOMPARE(count->value(), -1);
+        click(dlg, "pbSend");
+        QCOMPARE(SettingsStore::value("sendFileCnt"), QString("-1"));
+        QTRY_VERIFY_WITH_TIMEOUT(label("labelCh1TxCount").toInt() > 6, 5000); // more passes than one
+        QVERIFY(w->sender(0)->isRunning());
+        click(dlg, "pbStop");
+        QTRY_VERIFY_WITH_TIMEOUT(!w->sender(0)->isRunning(), 3000);
+        QTRY_VERIFY(find<QTextEdit>("logEdit")->toPlainText().endsWith("文件中止发送！"));
+        QCOMPARE(enabledOf(dlg, { "spinBox", "pbSend", "pbStop" }), QString("110"));
+        QTRY_COMPARE(enabledOf(w, { "ch1SendBtn", "ch1StopSendBtn", "ch2SendBtn" }), QString("101"));
+    }
 };
 
 class SideDialogsTest : public QObject {
@@ -559,6 +626,53 @@ private slots:
         FileDialogs::queueAnswersForTests({ QString() });
         click(&dlg, "pbfile");
         QCOMPARE(path->text(), QString());
+    }
+
+    // Every text shows whole and no dialog is taller than its fields and
+    // buttons, in each language and at twice the usual DPI.
+    void dialogsFitTheirContents_data()
+    {
+        columns<int, qreal>({ "language", "dpi" });
+        for (int code : { 0, 1, 2 })
+            for (qreal dpi : { 96.0, 192.0 })
+                QTest::addRow("language %d, %g dpi", code, dpi) << code << dpi;
+    }
+    void dialogsFitTheirContents()
+    {
+        QFETCH(int, language);
+        QFETCH(qreal, dpi);
+        fileDlg file;
+        savefileDlg save;
+        ParaDialog para(true, true, 3);
+        const QList<QDialog *> dialogs { &file, &save, &para };
+        for (QDialog *dlg : dialogs) {
+            dlg->show();
+            QVERIFY(QTest::qWaitForWindowExposed(dlg));
+        }
+        switchLanguage(language); // shown first in Simplified Chinese, as after start-up
+        if (dpi != 96.0)
+            emit QGuiApplication::primaryScreen()->logicalDotsPerInchChanged(dpi);
+        for (QDialog *dlg : dialogs) {
+            dlg->layout()->activate();
+            QCOMPARE(dlg->height(), dlg->minimumSizeHint().height());
+            for (QWidget *c : dlg->findChildren<QWidget *>()) {
+                if (!c->isVisible()
+                    || !(qobject_cast<QComboBox *>(c) || qobject_cast<QLabel *>(c)
+                        || qobject_cast<QAbstractButton *>(c)))
+                    continue;
+                QVERIFY2(c->width() >= c->sizeHint().width(), qPrintable(dlg->objectName() + '.' + c->objectName()));
+                if (auto *combo = qobject_cast<QComboBox *>(c)) { // its longest item, measured afresh
+                    int text = 0;
+                    for (int i = 0; i < combo->count(); ++i)
+                        text = qMax(text, combo->fontMetrics().boundingRect(combo->itemText(i)).width());
+                    QStyleOptionComboBox option;
+                    option.initFrom(combo);
+                    const QSize need = combo->style()->sizeFromContents(
+                        QStyle::CT_ComboBox, &option, QSize(text, combo->height()), combo);
+                    QVERIFY2(combo->width() >= need.width(), qPrintable(dlg->objectName() + '.' + c->objectName()));
+                }
+            }
+        }
     }
 
     void captureDialog_data()
