@@ -10,7 +10,9 @@
 // Run it offscreen: QT_QPA_PLATFORM=offscreen (scripts/ostrel.sh bench does).
 // --only=B1,B3 runs just those figures (for profiling; --only=paint and
 // --only=tick are the callgrind harness below); BENCH_GAPS=1 lists
-// the replayed gaps that are more than 1 ms off.
+// the replayed gaps that are more than 1 ms off. --stats keeps the bus
+// statistics window open for the whole run (its counting and chart on).
+#include "BusTally.h"
 #include "BusTiming.h"
 #include "DeviceLayer.h"
 #include "FileDialogs.h"
@@ -963,6 +965,7 @@ int main(int argc, char *argv[])
     g_standardMessages = qInstallMessageHandler(quietMessages);
     BenchApp application(argc, argv);
     g_short = application.arguments().contains(QStringLiteral("--short"));
+    const bool withStats = application.arguments().contains(QStringLiteral("--stats"));
     for (const QString &a : application.arguments())
         if (a.startsWith(QLatin1String("--only=")))
             g_only = a.mid(7).split(QLatin1Char(','));
@@ -971,6 +974,8 @@ int main(int argc, char *argv[])
     printLine(QStringLiteral(
         "ostrel_bench (%1 mode), L = %2 frames/s (two channels, empty CAN FD frames, 1M/5M, bit-rate switch)")
                   .arg(g_short ? QStringLiteral("short") : QStringLiteral("full"), grouped(kL)));
+    if (withStats)
+        printLine(QStringLiteral("bus statistics window open for the whole run"));
 
     // A fresh install folder; the simulator's nodes are switched off so that
     // only the load under test is on the bus.
@@ -980,6 +985,10 @@ int main(int argc, char *argv[])
     freshProcess();
     SettingsStore::load(folder.path(QStringLiteral("config/setdb.txt")));
 
+    // With --stats the batch builders keep their tally from the start, as
+    // they do while the window is open.
+    if (withStats)
+        BusTally::setEnabled(true);
     if (wanted("B1"))
         benchFormatting();
 
@@ -998,6 +1007,8 @@ int main(int argc, char *argv[])
             return 1;
         }
         SimControl::setNodesEnabled(false);
+        if (withStats)
+            w.openBusStats();
         if (!child<QTableView>(&w, "tableView")->isVisible())
             printLine(QStringLiteral("warning: the frame table is not visible"));
 
