@@ -2,6 +2,7 @@
 #include "ui_MainWindow.h"
 
 #include "AppPaths.h"
+#include "CaptureFile.h"
 #include "DeviceActions.h"
 #include "DeviceLayer.h"
 #include "DpiScaler.h"

@@ -11,7 +11,7 @@ class QCheckBox;
 class QComboBox;
 class QLineEdit;
 class QPushButton;
-class QFile;
+class CaptureFile;
 class QLabel;
 class QTranslator;
 class MyTableModel;
@@ -122,11 +122,12 @@ private:
     void updateTuningTexts();
     void applyRecvParams();
     void addToLabel(QLabel *label, quint64 n);
-    void appendCsvRow(QByteArray &out, const ModelItem &item) const;
     void displayBatch(QList<ModelItem> &rows);
     void takeBatch(QList<ModelItem> &rows, int counter, QLabel *countLabel);
     void setTitle(const QString &title);
     void closeCapture();
+    void endCaptureRound();
+    void reportCapture();
     void applyFilterToView();
 
     std::unique_ptr<Ui::MainWindow> ui;
@@ -149,7 +150,7 @@ private:
     quint32 m_framesPerRecv = 1000;
     quint32 m_listLimit = 1000;
 
-    std::unique_ptr<QFile> m_capture;
+    std::unique_ptr<CaptureFile> m_capture;
     bool m_saveFilteredOnly = false;
     bool m_selectionKept = false;
     int m_tableScrollValue = 0;

@@ -93,6 +93,22 @@
         <translation>筛选后数据</translation>
     </message>
     <message>
+        <source>分文件保存，每个文件最多</source>
+        <translation>分文件保存，每个文件最多</translation>
+    </message>
+    <message>
+        <source>不限大小</source>
+        <translation>不限大小</translation>
+    </message>
+    <message>
+        <source>不限时长</source>
+        <translation>不限时长</translation>
+    </message>
+    <message>
+        <source> 分钟</source>
+        <translation> 分钟</translation>
+    </message>
+    <message>
         <source>提示：文件创建失败，请选择其他路径。</source>
         <translation>提示：文件创建失败，请选择其他路径。</translation>
     </message>

@@ -93,6 +93,22 @@
         <translation>篩選後數據</translation>
     </message>
     <message>
+        <source>分文件保存，每个文件最多</source>
+        <translation>分文件保存，每個文件最多</translation>
+    </message>
+    <message>
+        <source>不限大小</source>
+        <translation>不限大小</translation>
+    </message>
+    <message>
+        <source>不限时长</source>
+        <translation>不限時長</translation>
+    </message>
+    <message>
+        <source> 分钟</source>
+        <translation> 分鐘</translation>
+    </message>
+    <message>
         <source>提示：文件创建失败，请选择其他路径。</source>
         <translation>提示：文件創建失敗，請選擇其他路徑。</translation>
     </message>

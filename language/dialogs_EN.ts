@@ -93,6 +93,22 @@
         <translation>Filtered Data</translation>
     </message>
     <message>
+        <source>分文件保存，每个文件最多</source>
+        <translation>Split into numbered files, each at most</translation>
+    </message>
+    <message>
+        <source>不限大小</source>
+        <translation>no size limit</translation>
+    </message>
+    <message>
+        <source>不限时长</source>
+        <translation>no time limit</translation>
+    </message>
+    <message>
+        <source> 分钟</source>
+        <translation> min</translation>
+    </message>
+    <message>
         <source>提示：文件创建失败，请选择其他路径。</source>
         <translation>Tip: the file could not be created, please choose another path.</translation>
     </message>
