@@ -9,12 +9,14 @@
 //
 // Run it offscreen: QT_QPA_PLATFORM=offscreen (scripts/ostrel.sh bench does).
 // --only=B1,B3 runs just those figures (for profiling); BENCH_GAPS=1 lists
-// the replayed gaps that are more than 1 ms off.
+// the replayed gaps that are more than 1 ms off. --formats=csv,asc,blf,trc,log
+// (or --formats=all) runs B2 once per capture file format; CSV alone otherwise.
 #include "BusTiming.h"
 #include "DeviceLayer.h"
 #include "FileDialogs.h"
 #include "FrameText.h"
 #include "FreshProcess.h"
+#include "LogReader.h"
 #include "MainWindow.h"
 #include "ModelItem.h"
 #include "PendingFrames.h"
@@ -65,6 +67,7 @@ constexpr uint32_t kDeviceType = 41;
 
 bool g_short = false;
 QStringList g_only; // --only=B1,B3: run just these figures (for profiling)
+QStringList g_formats { QStringLiteral("csv") }; // --formats=...: B2's capture file formats
 
 bool wanted(const char *figure) { return g_only.isEmpty() || g_only.contains(QLatin1String(figure)); }
 int g_misses = 0;
@@ -436,10 +439,44 @@ bool sequenceOf(const QByteArray &data, quint64 &seq)
 
 // ---- B2: as fast as the simulator can inject ----------------------------
 
-void benchCapacity(MainWindow &w, const QString &dir)
+// Every frame of a log capture once, in order, per channel (a log has no index column).
+void checkLogCapture(const QString &path, quint64 &rows, quint64 &bad, quint64 nextSeq[2])
+{
+    LogError error;
+    std::unique_ptr<LogReader> in = LogReader::open(path, &error);
+    if (!in) {
+        note(error.message().en);
+        ++bad;
+        return;
+    }
+    LogFrame f;
+    while (in->next(f)) {
+        ++rows;
+        quint64 seq = 0;
+        for (int b = 7; b >= 0; --b)
+            seq = (seq << 8) | f.data[size_t(b)];
+        if (f.channel > 1 || f.length != 8 || seq != nextSeq[f.channel])
+            ++bad;
+        else
+            ++nextSeq[f.channel];
+    }
+    if (in->failed()) {
+        note(in->error().message().en);
+        ++bad;
+    }
+}
+
+void benchCapacity(MainWindow &w, const QString &dir, const QString &format)
 {
     quiet(w);
-    const QString path = dir + QStringLiteral("/b2.csv");
+    const QString path = dir + QStringLiteral("/b2.") + format;
+    auto guiCpu = [] {
+        for (const auto &t : threadCpu())
+            if (t.first.startsWith(QLatin1String("GUI/")))
+                return t.second;
+        return 0.0;
+    };
+    const double cpuBefore = processCpuSeconds(), guiBefore = guiCpu();
     startCapture(w, path);
     app()->startProbe();
     const int seconds = g_short ? 2 : 10;
@@ -457,11 +494,15 @@ void benchCapacity(MainWindow &w, const QString &dir)
     app()->probing = false;
     const quint64 counted = totalCount(w);
     stopCapture(w);
+    const double cpuSeconds = processCpuSeconds() - cpuBefore, guiSeconds = guiCpu() - guiBefore;
+    const qint64 fileBytes = QFileInfo(path).size();
 
     // Every frame once, in order, per channel; the index column counts up by one.
     quint64 nextSeq[2] = { 0, 0 };
     quint64 rows = 0, bad = 0, nextIndex = 0;
-    {
+    if (format != QLatin1String("csv")) {
+        checkLogCapture(path, rows, bad, nextSeq);
+    } else {
         CaptureReader in(path);
         QList<QByteArray> f;
         while (in.next(f)) {
@@ -487,7 +528,8 @@ void benchCapacity(MainWindow &w, const QString &dir)
         && nextSeq[1] == injected;
     const double sustained = double(counted) / allSeconds;
     verdict(QStringLiteral("B2"), sustained >= 10 * kL && lossless,
-        QStringLiteral("end-to-end capacity: %1 frames/s = %2 x L over %3 s, zero loss: %4 (target >= 10 x L = %5 "
+        QStringLiteral("%1 ").arg(format.toUpper())
+            + QStringLiteral("end-to-end capacity: %1 frames/s = %2 x L over %3 s, zero loss: %4 (target >= 10 x L = %5 "
                        "frames/s, zero loss)")
             .arg(grouped(sustained))
             .arg(sustained / kL, 0, 'f', 2)
@@ -503,6 +545,12 @@ void benchCapacity(MainWindow &w, const QString &dir)
              .arg(grouped(double(rows)))
              .arg(bad)
              .arg(allSeconds - floodSeconds, 0, 'f', 2));
+    const double perFrame = 1e6 / double(std::max<quint64>(counted, 1));
+    note(QStringLiteral("capture file %1 bytes (%2 bytes per frame); CPU: process %3 us, GUI thread %4 us per frame")
+             .arg(grouped(double(fileBytes)))
+             .arg(double(fileBytes) / double(std::max<quint64>(rows, 1)), 0, 'f', 1)
+             .arg(cpuSeconds * perFrame, 0, 'f', 3)
+             .arg(guiSeconds * perFrame, 0, 'f', 3));
     note(QStringLiteral("refresh ticks: %1, p99 %2 ms, max %3 ms; largest hand-over %4 frames")
              .arg(app()->tickMs.size())
              .arg(percentile(app()->tickMs, 0.99), 0, 'f', 1)
@@ -880,6 +928,10 @@ int main(int argc, char *argv[])
     for (const QString &a : application.arguments())
         if (a.startsWith(QLatin1String("--only=")))
             g_only = a.mid(7).split(QLatin1Char(','));
+        else if (a == QLatin1String("--formats=all"))
+            g_formats = QStringList { "csv", "asc", "blf", "trc", "log" };
+        else if (a.startsWith(QLatin1String("--formats=")))
+            g_formats = a.mid(10).split(QLatin1Char(','));
     QElapsedTimer total;
     total.start();
     printLine(QStringLiteral(
@@ -915,7 +967,8 @@ int main(int argc, char *argv[])
             printLine(QStringLiteral("warning: the frame table is not visible"));
 
         if (wanted("B2"))
-            benchCapacity(w, folder.path());
+            for (const QString &format : qAsConst(g_formats))
+                benchCapacity(w, folder.path(), format);
         if (wanted("B3") || wanted("B4"))
             benchFullLoad(w, folder.path());
         if (wanted("B5"))
