@@ -529,13 +529,14 @@ void benchCapacity(MainWindow &w, const QString &dir, const QString &format)
     const double sustained = double(counted) / allSeconds;
     verdict(QStringLiteral("B2"), sustained >= 10 * kL && lossless,
         QStringLiteral("%1 ").arg(format.toUpper())
-            + QStringLiteral("end-to-end capacity: %1 frames/s = %2 x L over %3 s, zero loss: %4 (target >= 10 x L = %5 "
-                       "frames/s, zero loss)")
-            .arg(grouped(sustained))
-            .arg(sustained / kL, 0, 'f', 2)
-            .arg(allSeconds, 0, 'f', 1)
-            .arg(lossless ? QStringLiteral("yes") : QStringLiteral("NO"))
-            .arg(grouped(10 * kL)));
+            + QStringLiteral(
+                "end-to-end capacity: %1 frames/s = %2 x L over %3 s, zero loss: %4 (target >= 10 x L = %5 "
+                "frames/s, zero loss)")
+                  .arg(grouped(sustained))
+                  .arg(sustained / kL, 0, 'f', 2)
+                  .arg(allSeconds, 0, 'f', 1)
+                  .arg(lossless ? QStringLiteral("yes") : QStringLiteral("NO"))
+                  .arg(grouped(10 * kL)));
     note(QStringLiteral("injected %1 frames/s for %2 s (%3 frames on each channel); counted %4, capture rows %5, "
                         "out of order or malformed %6; drained %7 s after the flood stopped")
              .arg(grouped(double(expected) / floodSeconds))

@@ -126,7 +126,8 @@ bool CaptureFile::openCsvPart(bool truncate)
 
 void CaptureFile::beginRound(int expectedBytes)
 {
-    if (m_limits.ms > 0 && frameClockNs() - m_partStartedNs >= m_limits.ms * kMsNs)
+    // A part that got no frame yet is kept, whatever its age.
+    if (m_limits.ms > 0 && m_partFrames > 0 && frameClockNs() - m_partStartedNs >= m_limits.ms * kMsNs)
         m_rotate = true;
     if (m_csv && expectedBytes > 0)
         m_rows.reserve(expectedBytes);
@@ -136,6 +137,7 @@ void CaptureFile::write(const ModelItem &item)
 {
     if (m_rotate)
         startNextPart();
+    ++m_partFrames;
     if (m_csv) {
         if (!m_file)
             return;
@@ -195,6 +197,7 @@ void CaptureFile::close()
 void CaptureFile::startNextPart()
 {
     m_rotate = false;
+    m_partFrames = 0;
     if (m_csv) {
         if (!m_file)
             return;

@@ -86,6 +86,7 @@ private:
     Limits m_limits;
     int m_part = 1;
     qint64 m_partStartedNs = 0; // steady clock
+    quint64 m_partFrames = 0;
     bool m_rotate = false; // the current part is full: the next frame starts a new one
     QStringList m_newParts;
     QString m_problem;

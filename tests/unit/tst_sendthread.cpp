@@ -456,7 +456,8 @@ private slots:
         Recorder rec(t);
         t.setFileSend(path, 1, interval, fileChannel);
         run(t, rec, 2);
-        QCOMPARE(rec.events, QStringList("开始发送文件: " + path + "...") + lines + QStringList({ "文件发送完成！", "end 0", "end 1" }));
+        QCOMPARE(rec.events,
+            QStringList("开始发送文件: " + path + "...") + lines + QStringList({ "文件发送完成！", "end 0", "end 1" }));
         // Every frame a bus can carry, in file order, on the file's channel or the chosen one.
         QStringList expected;
         for (const LogFrame &f : replayFrames()) {
@@ -503,9 +504,12 @@ private slots:
                                       << ": line %1: bad record";
         QTest::newRow("trc, length over 64") << "trc" << 0 << "      9       300.000 FD  1     0123 Rx -  F    00\n"
                                              << "：第%1行：";
-        QTest::newRow("candump, unknown text") << "log" << 1 << "(1.300000) can0 hello\n" << "：第%1行：";
-        QTest::newRow("blf, truncated") << "blf" << 2 << "cut 20" << ": byte offset 144: file is truncated";
-        QTest::newRow("asc, not a log") << "asc" << 2 << "header" << ": line 1: bad header";
+        QTest::newRow("candump, unknown text") << "log" << 1 << "(1.300000) can0 hello\n"
+                                               << "：第%1行：";
+        QTest::newRow("blf, truncated") << "blf" << 2 << "cut 20"
+                                        << ": byte offset 144: file is truncated";
+        QTest::newRow("asc, not a log") << "asc" << 2 << "header"
+                                        << ": line 1: bad header";
     }
     void logReplayErrors()
     {
