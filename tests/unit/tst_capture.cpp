@@ -55,8 +55,8 @@ private slots:
     {
         columns<QString, qint64, qint64>({ "format", "bytes", "ms" });
         for (const char *format : { "csv", "asc", "blf", "trc", "log" })
-            QTest::addRow("%s by size", format) << QString(format) << qint64(format == QString("blf") ? 8 : 64) * 1024
-                                                << qint64(0);
+            QTest::addRow("%s by size", format)
+                << QString(format) << qint64(format == QString("blf") ? 8 : 64) * 1024 << qint64(0);
         for (const char *format : { "csv", "blf" })
             QTest::addRow("%s by time", format) << QString(format) << qint64(0) << qint64(1);
         QTest::newRow("asc, one file") << "asc" << qint64(0) << qint64(0);
@@ -116,7 +116,8 @@ private slots:
             QVERIFY2(inPart > 0, qPrintable(name));
             // A part is closed at the first frame that takes it to the limit.
             if (bytes > 0 && QFileInfo::exists(CaptureFile::partPath(path, part + 1)))
-                QVERIFY2(QFileInfo(name).size() >= bytes && QFileInfo(name).size() < bytes + (format == "blf" ? 40000 : 400),
+                QVERIFY2(
+                    QFileInfo(name).size() >= bytes && QFileInfo(name).size() < bytes + (format == "blf" ? 40000 : 400),
                     qPrintable(QString("%1: %2 bytes").arg(name).arg(QFileInfo(name).size())));
         }
         QCOMPARE(parts.size(), part - 2);
@@ -130,7 +131,8 @@ private slots:
         QCOMPARE(read.size(), written.size());
         for (int i = 0; i < read.size(); ++i) {
             const ModelItem &m = written.at(i);
-            QVERIFY2(read[i] == CaptureFile::logFrame(m, read[i].timeNs), qPrintable(QString("frame %1: %2 %3").arg(i).arg(m.idText, m.dataText)));
+            QVERIFY2(read[i] == CaptureFile::logFrame(m, read[i].timeNs),
+                qPrintable(QString("frame %1: %2 %3").arg(i).arg(m.idText, m.dataText)));
             QCOMPARE(read[i].id, m.idWord & 0x1FFFFFFFu);
         }
         QCOMPARE(read.at(1).data[0], quint8(1));
