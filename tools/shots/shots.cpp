@@ -416,13 +416,15 @@ void shootDialogs(MainWindow *w, const QString &lang)
     if (!file)
         fail(QStringLiteral("no file send dialog"));
     const QString oldPath = child<QLineEdit>(file, "lineEdit")->text();
-    child<QLineEdit>(file, "lineEdit")->setText(QStringLiteral("/home/user/captures/bus.csv"));
+    child<QLineEdit>(file, "lineEdit")->setText(QStringLiteral("/home/user/captures/bus.blf"));
     shoot(file, QStringLiteral("filesend_") + lang);
     child<QLineEdit>(file, "lineEdit")->setText(oldPath);
     file->hide();
 
     onModalNamed("savefileDlg", [lang](QWidget *dlg) {
-        child<QLineEdit>(dlg, "lineEdit")->setText(QStringLiteral("/home/user/captures/bus.csv"));
+        child<QLineEdit>(dlg, "lineEdit")->setText(QStringLiteral("/home/user/captures/bus.blf"));
+        // The split option as a long capture uses it; cancelled, so nothing is stored.
+        child<QCheckBox>(dlg, "splitCheck")->setChecked(true);
         shoot(dlg, QStringLiteral("savefile_") + lang);
         click(dlg, "pbCancel");
     });
