@@ -2,7 +2,9 @@
 // One batch builder for the four driver record kinds: one ModelItem per
 // record, every text made at once in the current language (a record keeps its
 // language). Runs in the worker threads for every frame, so it stays a
-// template: each record kind gets its own straight loop.
+// template: each record kind gets its own straight loop. While the bus
+// statistics are on, it also counts each frame's bits and kind (BusTally).
+#include "BusTally.h"
 #include "DriverApi.h"
 #include "FrameText.h"
 #include "Lang.h"
@@ -28,6 +30,8 @@ QList<ModelItem> build(const Record *records, uint count, uint channel, BeforeTe
     const int lang = languageCode();
     // One clock read per batch: a batch is what one driver call returned or took.
     const qint64 now = count ? frameClockNs() : 0;
+    const bool tally = BusTally::enabled();
+    BusTally::Counts sums;
     QList<ModelItem> batch;
     batch.reserve(int(count));
     for (uint i = 0; i < count; ++i) {
@@ -56,7 +60,11 @@ QList<ModelItem> build(const Record *records, uint count, uint channel, BeforeTe
         // A received CAN FD remote frame is the one record whose data text
         // stays empty; a transmitted one still shows "x| ".
         FrameText::fillFrameTexts(item, lang, rec.id, rec.length, rec.data, sizeof rec.data, fd, flags, fd && received);
+        if (tally)
+            BusTally::countFrame(sums, rec.id, rec.length, fd, flags);
     }
+    if (tally)
+        BusTally::add(channel, sums);
     return batch;
 }
 

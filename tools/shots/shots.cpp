@@ -52,6 +52,7 @@ id = 0x100
 length = 8
 period = 200
 data = 00 10 27 64
+errors = 8
 
 [body]
 id = 0x18FF0010
@@ -479,6 +480,30 @@ void shootParts(MainWindow *w, const QString &lang)
     save(whole.copy(area.adjusted(-6, -6, 6, 6).intersected(whole.rect())), QStringLiteral("sendpanel_") + lang);
 }
 
+// Information → bus statistics while channel 1 sends a burst: a few seconds
+// of figures and chart (the engine node of the screenshot bus fails now and
+// then, so error frames show).
+void shootBusStats(MainWindow *w, const QString &lang)
+{
+    trigger(w, "actionBusStats");
+    auto *stats = w->findChild<QDialog *>(QStringLiteral("BusStatsWindow"));
+    if (!stats)
+        fail(QStringLiteral("no bus statistics window"));
+    stats->resize(1100, 600);
+    stats->move(40, 40);
+    setEdit(w, "ch1SendCountEdit", QStringLiteral("2500"));
+    setEdit(w, "ch1SendInvEdit", QStringLiteral("1"));
+    child<QCheckBox>(w, "ch1IDAddChk")->setChecked(false);
+    settle(2200);
+    click(w, "ch1SendBtn");
+    settle(4200);
+    click(w, "ch1StopSendBtn");
+    settle(3200);
+    shoot(stats, QStringLiteral("busstats_") + lang);
+    stats->close();
+    settle(100);
+}
+
 void tour(MainWindow *w, const char *languageAction, const QString &lang)
 {
     switchTo(w, languageAction);
@@ -490,6 +515,7 @@ void tour(MainWindow *w, const char *languageAction, const QString &lang)
     shootMenus(w, lang);
     shootFilterPopup(w, lang);
     shootDialogs(w, lang);
+    shootBusStats(w, lang);
     closeDevice(w);
 }
 
@@ -525,7 +551,7 @@ int main(int argc, char *argv[])
     }
     g_out = QDir(QString::fromLocal8Bit(argv[1])).absolutePath();
     QDir().mkpath(g_out);
-    installDriver(simulatedDriver());
+    installDriver(simulatedDriver(), simulatedExtension());
 
     // A first start: catalogues, company name and language choice as
     // installed, no settings yet, and the calm screenshot bus.
