@@ -168,16 +168,17 @@ private slots:
             for (const LogFrame &f : frames)
                 if (format != "trc" || !f.canFd)
                     ours << QString("%1 %2 %3 %4 %5 %6 %7 0 %8 %9 %10")
-                            .arg(f.channel)
-                            .arg(f.id)
-                            .arg(int(f.extended))
-                            .arg(int(f.remote))
-                            .arg(int(f.canFd))
-                            .arg(int(f.bitRateSwitch))
-                            .arg(int(f.errorStateIndicator))
-                            .arg(int(f.received))
-                            .arg(f.length)
-                            .arg(QString(QByteArray(reinterpret_cast<const char *>(f.data.data()), f.length).toHex()));
+                                .arg(f.channel)
+                                .arg(f.id)
+                                .arg(int(f.extended))
+                                .arg(int(f.remote))
+                                .arg(int(f.canFd))
+                                .arg(int(f.bitRateSwitch))
+                                .arg(int(f.errorStateIndicator))
+                                .arg(int(f.received))
+                                .arg(f.length)
+                                .arg(QString(
+                                    QByteArray(reinterpret_cast<const char *>(f.data.data()), f.length).toHex()));
             for (QString &line : theirs)
                 line = line.section(' ', 1);
             QCOMPARE(theirs, ours);
