@@ -52,6 +52,13 @@ MainWindow::MainWindow(QWidget *parent)
     connect(m_fileDlg, &fileDlg::send, this, &MainWindow::onFileSend);
     connect(m_fileDlg, &fileDlg::stop, this, &MainWindow::onFileStop);
 
+    // Kept for the whole session: a list goes on sending while its window is closed.
+    m_listDlg = new listSendDlg(this);
+    m_listDlg->setWindowFlag(Qt::Window);
+    m_listDlg->hide();
+    connect(m_listDlg, &listSendDlg::log, this, &MainWindow::canLog);
+    connect(m_listDlg, &listSendDlg::windowLog, this, &MainWindow::writeLog);
+
     setTitle(kTitlePrefix + versionText());
 
     m_languageGroup = new QActionGroup(this);
@@ -142,8 +149,9 @@ MainWindow::MainWindow(QWidget *parent)
     connect(ui->actionViewParam, &QAction::triggered, this, [this] { DeviceActions::viewChannelParameters(this); });
     connect(ui->actionFileSend, &QAction::triggered, this, &MainWindow::on_ch1SendFileBtn_clicked);
     connect(ui->actionListSend, &QAction::triggered, this, [this] {
-        listSendDlg dlg(this);
-        dlg.exec();
+        m_listDlg->show();
+        m_listDlg->raise();
+        m_listDlg->activateWindow();
     });
     connect(ui->actionClearLog, &QAction::triggered, ui->logEdit, &QTextEdit::clear);
 
@@ -169,7 +177,8 @@ MainWindow::MainWindow(QWidget *parent)
     QTableView *view = ui->tableView;
     view->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     view->setAlternatingRowColors(true);
-    view->setSelectionMode(QAbstractItemView::SingleSelection);
+    // Several rows at once can go to the list send.
+    view->setSelectionMode(QAbstractItemView::ExtendedSelection);
     view->setSelectionBehavior(QAbstractItemView::SelectRows);
     view->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     // Fixed row heights: a high-rate list must never measure its rows.
@@ -198,6 +207,9 @@ MainWindow::MainWindow(QWidget *parent)
 
 MainWindow::~MainWindow()
 {
+    // The list's schedulers end before the device closes under them.
+    delete m_listDlg;
+    m_listDlg = nullptr;
     handleDeviceClosed();
     for (int ch = 0; ch < 2; ++ch)
         m_send[ch]->stop();

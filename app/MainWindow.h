@@ -18,6 +18,7 @@ class MyTableModel;
 class recvThread;
 class sendThread;
 class fileDlg;
+class listSendDlg;
 class SiftDialog;
 class valueDialog;
 
@@ -36,6 +37,7 @@ public:
     // Used by tests and the benchmark to look at what the user sees.
     MyTableModel *frameModel() const { return m_model; }
     fileDlg *fileSendDialog() const { return m_fileDlg; }
+    listSendDlg *listSendDialog() const { return m_listDlg; }
     SiftDialog *siftDialog() const { return m_sift; }
     QMenu *helpMenu() const;
     recvThread *receiver(int ch) const { return m_recv[ch ? 1 : 0]; }
@@ -45,6 +47,8 @@ public:
     static QString buildDateText(const QString &cDate);
     bool switchLanguage(const QString &catalogue, int code);
     void openSiftFor(int column, const QPoint &at);
+    // The frame table's "add to list send": the selected rows become list rows.
+    void addSelectedFramesToList();
     QStringList distinctValues(int column) const;
     void writeLog(const QString &msg);
     void handleDeviceClosed();
@@ -131,6 +135,7 @@ private:
     std::unique_ptr<Ui::MainWindow> ui;
     MyTableModel *m_model = nullptr;
     fileDlg *m_fileDlg = nullptr;
+    listSendDlg *m_listDlg = nullptr;
     SiftDialog *m_sift = nullptr;
     valueDialog *m_valueDlg = nullptr;
     QTranslator *m_translator = nullptr;

@@ -11,6 +11,7 @@
 #include "Prompt.h"
 #include "SettingsStore.h"
 #include "SiftDialog.h"
+#include "listSendDlg.h"
 #include "recvThread.h"
 #include "savefileDlg.h"
 
@@ -138,7 +139,9 @@ void MainWindow::displayBatch(QList<ModelItem> &rows)
             m_model->mergeRow(item);
     }
     const QModelIndex current = ui->tableView->currentIndex();
-    if (!m_selectionKept && current.isValid() && current.row() < m_model->rowCount())
+    // Re-selecting the current row would drop a selection of several rows.
+    if (!m_selectionKept && current.isValid() && current.row() < m_model->rowCount()
+        && ui->tableView->selectionModel()->selectedRows().size() <= 1)
         ui->tableView->selectRow(current.row());
     m_selectionKept = false;
 }
@@ -352,13 +355,52 @@ void MainWindow::on_tableView_customContextMenuRequested(const QPoint &pos)
     QAction *sift = menu.addAction(Lang::pick(QStringLiteral("筛选"), QStringLiteral("篩選"), QStringLiteral("sift")));
     QAction *all = menu.addAction(
         Lang::pick(QStringLiteral("显示全部"), QStringLiteral("顯示全部"), QStringLiteral("show all")));
+    // On a row, after the column's own entries: the selected frames go to the list send.
+    QAction *toList = nullptr;
+    if (ui->tableView->rowAt(pos.y()) >= 0) {
+        const int row = ui->tableView->rowAt(pos.y());
+        if (!ui->tableView->selectionModel()->isRowSelected(row, QModelIndex()))
+            ui->tableView->selectRow(row);
+        menu.addSeparator();
+        toList = menu.addAction(Lang::pick(
+            QStringLiteral("添加到列表发送"), QStringLiteral("添加到列表發送"), QStringLiteral("Add to List Send")));
+    }
     const QPoint at = ui->tableView->viewport()->mapTo(this, pos);
     QAction *chosen = menu.exec(QCursor::pos());
     if (chosen == all) {
         m_model->setFilter(column, QStringList());
         applyFilterToView();
-    } else if (chosen == sift)
+    } else if (chosen == sift) {
         openSiftFor(column, at);
+    } else if (chosen && chosen == toList) {
+        addSelectedFramesToList();
+    }
+}
+
+void MainWindow::addSelectedFramesToList()
+{
+    QList<int> rows;
+    for (const QModelIndex &i : ui->tableView->selectionModel()->selectedRows())
+        if (!ui->tableView->isRowHidden(i.row()))
+            rows << i.row();
+    std::sort(rows.begin(), rows.end());
+    QList<ListSendRow> list;
+    for (int r : qAsConst(rows)) {
+        ModelItem item;
+        item.channel = m_model->cellText(r, MyTableModel::ChannelColumn).toUInt() == 2 ? 1 : 0;
+        item.idText = m_model->cellText(r, MyTableModel::IdColumn);
+        item.formatText = m_model->cellText(r, MyTableModel::FormatColumn);
+        item.typeText = m_model->cellText(r, MyTableModel::TypeColumn);
+        item.dlcText = m_model->cellText(r, MyTableModel::DlcColumn);
+        item.protocolText = m_model->cellText(r, MyTableModel::ProtocolColumn);
+        item.dataText = m_model->cellText(r, MyTableModel::DataColumn);
+        list << ListSendRow::fromFrame(item);
+    }
+    if (list.isEmpty())
+        return;
+    m_listDlg->addRows(list);
+    m_listDlg->show();
+    m_listDlg->raise();
 }
 
 void MainWindow::openSiftFor(int column, const QPoint &at)
