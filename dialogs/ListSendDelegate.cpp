@@ -25,12 +25,14 @@ QWidget *ListSendDelegate::createEditor(
     switch (column) {
     case ListSendModel::Id: {
         auto *edit = new QLineEdit(parent);
-        edit->setValidator(new QRegularExpressionValidator(QRegularExpression(QStringLiteral("^[0-9a-fA-F]{1,8}$")), edit));
+        edit->setValidator(
+            new QRegularExpressionValidator(QRegularExpression(QStringLiteral("^[0-9a-fA-F]{1,8}$")), edit));
         return edit;
     }
     case ListSendModel::Data: {
         auto *edit = new QLineEdit(parent);
-        edit->setValidator(new QRegularExpressionValidator(QRegularExpression(QStringLiteral("^[0-9a-fA-F ]+$")), edit));
+        edit->setValidator(
+            new QRegularExpressionValidator(QRegularExpression(QStringLiteral("^[0-9a-fA-F ]+$")), edit));
         return edit;
     }
     case ListSendModel::Period: {

@@ -203,29 +203,33 @@ void ListScheduler::sendDue(std::vector<Entry> &entries, Clock::time_point now)
         }
     }
 
-    // One driver call per record kind; the answer is a flag, never a count.
-    const bool canSent = can.empty() || sendCan(m_channel, can.data(), uint32_t(can.size()));
-    const bool fdSent = fd.empty() || sendCanFd(m_channel, fd.data(), uint32_t(fd.size()));
+    // One driver call per record kind. The driver accepts the first records
+    // of a batch; a record it did not take misses its slot, and a row whose
+    // batch was refused as a whole ends with the failure line.
+    const uint32_t canSent = can.empty() ? 0 : sendCanCount(m_channel, can.data(), uint32_t(can.size()));
+    const uint32_t fdSent = fd.empty() ? 0 : sendCanFdCount(m_channel, fd.data(), uint32_t(fd.size()));
 
     QList<ModelItem> shown;
-    if (canSent && !can.empty())
-        shown = FrameBatch::build(can.data(), uint(can.size()), m_channel);
-    if (fdSent && !fd.empty())
-        shown.append(FrameBatch::build(fd.data(), uint(fd.size()), m_channel));
+    if (canSent)
+        shown = FrameBatch::build(can.data(), canSent, m_channel);
+    if (fdSent)
+        shown.append(FrameBatch::build(fd.data(), fdSent, m_channel));
     if (!shown.isEmpty())
         appendPendingFrames(std::move(shown));
 
     std::vector<std::pair<size_t, int>> ended;
-    auto settle = [&](const std::vector<size_t> &rows, bool sent) {
-        for (size_t i : rows) {
-            Entry &e = entries[i];
-            if (!sent) {
-                ended.emplace_back(i, SendFailed);
+    auto settle = [&](const std::vector<size_t> &rows, uint32_t sent) {
+        for (size_t k = 0; k < rows.size(); ++k) {
+            Entry &e = entries[rows[k]];
+            if (sent == 0) {
+                ended.emplace_back(rows[k], SendFailed);
                 continue;
             }
+            if (k >= sent)
+                continue;
             e.progress->sent.fetch_add(1, std::memory_order_relaxed);
             if (e.left > 0 && --e.left == 0)
-                ended.emplace_back(i, CountReached);
+                ended.emplace_back(rows[k], CountReached);
         }
     };
     settle(canRows, canSent);
@@ -233,11 +237,11 @@ void ListScheduler::sendDue(std::vector<Entry> &entries, Clock::time_point now)
 
     const QString prefix = Lang::pick(QStringLiteral("通道"), QStringLiteral("通道"), QStringLiteral("channel"))
         + QString::number(m_channel + 1);
-    if (!canSent)
+    if (!can.empty() && !canSent)
         emit log(prefix
             + Lang::pick(QStringLiteral("CAN数据发送失败！"), QStringLiteral("CAN數據發送失敗！"),
                 QStringLiteral("CAN Data sending failed！")));
-    if (!fdSent)
+    if (!fd.empty() && !fdSent)
         emit log(prefix
             + Lang::pick(QStringLiteral("CANFD数据发送失败！"), QStringLiteral("CANFD數據發送失敗！"),
                 QStringLiteral("CANFD Data sending failed！")));

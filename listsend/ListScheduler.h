@@ -41,8 +41,8 @@ public:
 
     // Starts sending `row` under `key`; its first frame is due at `firstDue`.
     // progress->running is set at once and cleared when the row ends.
-    void add(quint64 key, const ListSendRow &row, Clock::time_point firstDue,
-        std::shared_ptr<ListRowProgress> progress);
+    void add(
+        quint64 key, const ListSendRow &row, Clock::time_point firstDue, std::shared_ptr<ListRowProgress> progress);
     // Stops one row, or all rows, at the scheduler's next pass (at once when
     // it sleeps); no rowEnded follows.
     void remove(quint64 key);

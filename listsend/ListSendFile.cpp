@@ -12,117 +12,117 @@
 namespace ListSendFile {
 
 namespace {
-const char *const kFieldNames[] = { "on", "channel", "id", "format", "type", "protocol", "length", "data", "period",
-    "count", "idinc", "datainc", "name" };
-constexpr int kFieldCount = 13;
-const char *const kProtocols[] = { "CAN", "CANFD", "CANFD-BRS" };
+    const char *const kFieldNames[] = { "on", "channel", "id", "format", "type", "protocol", "length", "data", "period",
+        "count", "idinc", "datainc", "name" };
+    constexpr int kFieldCount = 13;
+    const char *const kProtocols[] = { "CAN", "CANFD", "CANFD-BRS" };
 
-// Reads one line into `row`; on a problem fills the result's field, expected
-// and found and returns false.
-class LineReader {
-public:
-    LineReader(const QStringList &fields, Result &result)
-        : m_fields(fields)
-        , m_result(result)
-    {
-    }
-
-    bool fail(int field, const QString &expected)
-    {
-        m_result.ok = false;
-        m_result.field = QLatin1String(kFieldNames[field]);
-        m_result.expected = expected;
-        m_result.found = m_fields.value(field);
-        return false;
-    }
-
-    bool flag(int field, bool &out)
-    {
-        const QString &t = m_fields.at(field);
-        if (t != QLatin1String("0") && t != QLatin1String("1"))
-            return fail(field, QStringLiteral("1 / 0"));
-        out = t == QLatin1String("1");
-        return true;
-    }
-
-    bool choice(int field, const QStringList &words, int &out)
-    {
-        out = int(words.indexOf(m_fields.at(field)));
-        return out >= 0 || fail(field, words.join(QStringLiteral(" / ")));
-    }
-
-    bool number(int field, qint64 low, qint64 high, qint64 &out, const QString &expected)
-    {
-        bool ok = false;
-        out = m_fields.at(field).toLongLong(&ok);
-        return (ok && out >= low && out <= high) || fail(field, expected);
-    }
-
-    bool row(ListSendRow &row)
-    {
-        int channel = 0, format = 0, type = 0;
-        qint64 n = 0;
-        if (!flag(0, row.enabled) || !choice(1, { QStringLiteral("1"), QStringLiteral("2") }, channel)
-            || !choice(3, { QStringLiteral("std"), QStringLiteral("ext") }, format)
-            || !choice(4, { QStringLiteral("data"), QStringLiteral("remote") }, type))
-            return false;
-        row.channel = unsigned(channel);
-        row.extended = format == 1;
-        row.remote = type == 1;
-
-        static const QRegularExpression hexId(QStringLiteral("^(0[xX])?[0-9a-fA-F]{1,8}$"));
-        const QString idText = m_fields.at(2);
-        const QString idRange = row.extended ? QStringLiteral("0-1FFFFFFF") : QStringLiteral("0-7FF");
-        if (!hexId.match(idText).hasMatch())
-            return fail(2, idRange);
-        const qint64 id = idText.toLongLong(nullptr, 16);
-        if (!SendRules::idInRange(id, row.extended))
-            return fail(2, idRange);
-        row.id = uint32_t(id);
-
-        const QStringList protocols { QLatin1String(kProtocols[0]), QLatin1String(kProtocols[1]),
-            QLatin1String(kProtocols[2]) };
-        if (!choice(5, protocols, row.protocol))
-            return false;
-        if (row.remote && row.canFd())
-            return fail(5, QStringLiteral("CAN (remote)"));
-
-        QStringList allowed;
-        for (int len : SendRules::lengths())
-            if (SendRules::isValidLength(len, row.canFd()))
-                allowed << QString::number(len);
-        bool ok = false;
-        row.length = m_fields.at(6).toInt(&ok);
-        if (!ok || !SendRules::isValidLength(row.length, row.canFd()))
-            return fail(6, allowed.join(QLatin1Char(',')));
-
-        const QString bytesExpected = QStringLiteral("<= %1 x 00-FF").arg(row.length);
-        const QStringList pieces = m_fields.at(7).split(QLatin1Char(' '), Qt::SkipEmptyParts);
-        if (pieces.size() > row.length)
-            return fail(7, bytesExpected);
-        row.data = QByteArray(row.length, '\0');
-        static const QRegularExpression hexByte(QStringLiteral("^[0-9a-fA-F]{1,2}$"));
-        for (int i = 0; i < pieces.size(); ++i) {
-            if (!hexByte.match(pieces.at(i)).hasMatch())
-                return fail(7, bytesExpected);
-            row.data[i] = char(pieces.at(i).toUInt(nullptr, 16));
+    // Reads one line into `row`; on a problem fills the result's field, expected
+    // and found and returns false.
+    class LineReader {
+    public:
+        LineReader(const QStringList &fields, Result &result)
+            : m_fields(fields)
+            , m_result(result)
+        {
         }
 
-        if (!number(8, ListSendRow::kMinPeriodMs, ListSendRow::kMaxPeriodMs, n, QStringLiteral("1-60000")))
+        bool fail(int field, const QString &expected)
+        {
+            m_result.ok = false;
+            m_result.field = QLatin1String(kFieldNames[field]);
+            m_result.expected = expected;
+            m_result.found = m_fields.value(field);
             return false;
-        row.periodMs = int(n);
-        if (!number(9, 0, std::numeric_limits<qint64>::max(), row.count, QStringLiteral(">= 0")))
-            return false;
-        if (!flag(10, row.idIncrement) || !flag(11, row.dataIncrement))
-            return false;
-        row.name = m_fields.at(12);
-        return true;
-    }
+        }
 
-private:
-    const QStringList &m_fields;
-    Result &m_result;
-};
+        bool flag(int field, bool &out)
+        {
+            const QString &t = m_fields.at(field);
+            if (t != QLatin1String("0") && t != QLatin1String("1"))
+                return fail(field, QStringLiteral("1 / 0"));
+            out = t == QLatin1String("1");
+            return true;
+        }
+
+        bool choice(int field, const QStringList &words, int &out)
+        {
+            out = int(words.indexOf(m_fields.at(field)));
+            return out >= 0 || fail(field, words.join(QStringLiteral(" / ")));
+        }
+
+        bool number(int field, qint64 low, qint64 high, qint64 &out, const QString &expected)
+        {
+            bool ok = false;
+            out = m_fields.at(field).toLongLong(&ok);
+            return (ok && out >= low && out <= high) || fail(field, expected);
+        }
+
+        bool row(ListSendRow &row)
+        {
+            int channel = 0, format = 0, type = 0;
+            qint64 n = 0;
+            if (!flag(0, row.enabled) || !choice(1, { QStringLiteral("1"), QStringLiteral("2") }, channel)
+                || !choice(3, { QStringLiteral("std"), QStringLiteral("ext") }, format)
+                || !choice(4, { QStringLiteral("data"), QStringLiteral("remote") }, type))
+                return false;
+            row.channel = unsigned(channel);
+            row.extended = format == 1;
+            row.remote = type == 1;
+
+            static const QRegularExpression hexId(QStringLiteral("^(0[xX])?[0-9a-fA-F]{1,8}$"));
+            const QString idText = m_fields.at(2);
+            const QString idRange = row.extended ? QStringLiteral("0-1FFFFFFF") : QStringLiteral("0-7FF");
+            if (!hexId.match(idText).hasMatch())
+                return fail(2, idRange);
+            const qint64 id = idText.toLongLong(nullptr, 16);
+            if (!SendRules::idInRange(id, row.extended))
+                return fail(2, idRange);
+            row.id = uint32_t(id);
+
+            const QStringList protocols { QLatin1String(kProtocols[0]), QLatin1String(kProtocols[1]),
+                QLatin1String(kProtocols[2]) };
+            if (!choice(5, protocols, row.protocol))
+                return false;
+            if (row.remote && row.canFd())
+                return fail(5, QStringLiteral("CAN (remote)"));
+
+            QStringList allowed;
+            for (int len : SendRules::lengths())
+                if (SendRules::isValidLength(len, row.canFd()))
+                    allowed << QString::number(len);
+            bool ok = false;
+            row.length = m_fields.at(6).toInt(&ok);
+            if (!ok || !SendRules::isValidLength(row.length, row.canFd()))
+                return fail(6, allowed.join(QLatin1Char(',')));
+
+            const QString bytesExpected = QStringLiteral("<= %1 x 00-FF").arg(row.length);
+            const QStringList pieces = m_fields.at(7).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+            if (pieces.size() > row.length)
+                return fail(7, bytesExpected);
+            row.data = QByteArray(row.length, '\0');
+            static const QRegularExpression hexByte(QStringLiteral("^[0-9a-fA-F]{1,2}$"));
+            for (int i = 0; i < pieces.size(); ++i) {
+                if (!hexByte.match(pieces.at(i)).hasMatch())
+                    return fail(7, bytesExpected);
+                row.data[i] = char(pieces.at(i).toUInt(nullptr, 16));
+            }
+
+            if (!number(8, ListSendRow::kMinPeriodMs, ListSendRow::kMaxPeriodMs, n, QStringLiteral("1-60000")))
+                return false;
+            row.periodMs = int(n);
+            if (!number(9, 0, std::numeric_limits<qint64>::max(), row.count, QStringLiteral(">= 0")))
+                return false;
+            if (!flag(10, row.idIncrement) || !flag(11, row.dataIncrement))
+                return false;
+            row.name = m_fields.at(12);
+            return true;
+        }
+
+    private:
+        const QStringList &m_fields;
+        Result &m_result;
+    };
 } // namespace
 
 Result parse(const QByteArray &text)
@@ -228,9 +228,9 @@ QString problemText(const Result &result, const QString &path, bool kept)
             QStringLiteral("List file \"%1\", line %2, field \"%3\": expected %4, found \"%5\"."))
                    .arg(path, QString::number(result.line), result.field, result.expected, result.found);
     text += kept ? Lang::pick(QStringLiteral("列表未改变。"), QStringLiteral("列表未改變。"),
-                       QStringLiteral(" The list is unchanged."))
+                QStringLiteral(" The list is unchanged."))
                  : Lang::pick(QStringLiteral("列表已清空。"), QStringLiteral("列表已清空。"),
-                       QStringLiteral(" The list is empty."));
+                     QStringLiteral(" The list is empty."));
     return text;
 }
 

@@ -41,7 +41,8 @@ QString keepSendingText()
 
 QString periodMessage()
 {
-    return Lang::pick(QStringLiteral("发送失败，周期范围为1~60000ms！"), QStringLiteral("發送失敗，週期範圍為1~60000ms！"),
+    return Lang::pick(QStringLiteral("发送失败，周期范围为1~60000ms！"),
+        QStringLiteral("發送失敗，週期範圍為1~60000ms！"),
         QStringLiteral("Sending failed, period range is 1~60000 ms!"));
 }
 
@@ -234,7 +235,8 @@ QStringList ListSendModel::choices(int column, int row) const
 
 bool ListSendModel::setData(const QModelIndex &index, const QVariant &value, int role)
 {
-    if (!index.isValid() || index.row() >= m_items.size() || !(flags(index) & (Qt::ItemIsEditable | Qt::ItemIsUserCheckable)))
+    if (!index.isValid() || index.row() >= m_items.size()
+        || !(flags(index) & (Qt::ItemIsEditable | Qt::ItemIsUserCheckable)))
         return false;
     ListSendRow row = m_items.at(index.row()).row;
     const int column = index.column();
@@ -553,8 +555,8 @@ int ListSendModel::rowOfKey(quint64 key) const
 void ListSendModel::refreshProgress()
 {
     if (!m_items.isEmpty())
-        emit dataChanged(index(0, 0), index(int(m_items.size()) - 1, ColumnCount - 1),
-            { Qt::DisplayRole, Qt::BackgroundRole });
+        emit dataChanged(
+            index(0, 0), index(int(m_items.size()) - 1, ColumnCount - 1), { Qt::DisplayRole, Qt::BackgroundRole });
 }
 
 void ListSendModel::changed(int row)

@@ -22,9 +22,9 @@ void ListSendRow::fitData()
 
 bool ListSendRow::isValid() const
 {
-    return channel < 2 && SendRules::idInRange(id, extended) && protocol >= 0 && protocol <= 2
-        && !(remote && canFd()) && SendRules::isValidLength(length, canFd()) && data.size() == length
-        && periodMs >= kMinPeriodMs && periodMs <= kMaxPeriodMs && count >= 0;
+    return channel < 2 && SendRules::idInRange(id, extended) && protocol >= 0 && protocol <= 2 && !(remote && canFd())
+        && SendRules::isValidLength(length, canFd()) && data.size() == length && periodMs >= kMinPeriodMs
+        && periodMs <= kMaxPeriodMs && count >= 0;
 }
 
 ListSendRow ListSendRow::fromFrame(const ModelItem &item)
@@ -58,6 +58,6 @@ ListSendRow ListSendRow::fromFrame(const ModelItem &item)
 bool ListSendRow::operator==(const ListSendRow &o) const
 {
     return enabled == o.enabled && channel == o.channel && id == o.id && extended == o.extended && remote == o.remote
-        && protocol == o.protocol && length == o.length && data == o.data && periodMs == o.periodMs
-        && count == o.count && idIncrement == o.idIncrement && dataIncrement == o.dataIncrement && name == o.name;
+        && protocol == o.protocol && length == o.length && data == o.data && periodMs == o.periodMs && count == o.count
+        && idIncrement == o.idIncrement && dataIncrement == o.dataIncrement && name == o.name;
 }
