@@ -91,19 +91,31 @@ private slots:
     {
         columns<QByteArray, int, QString, QString>({ "text", "line", "field", "found" });
         const QByteArray good = "1;1;123;std;data;CAN;2;01 02;10;0;0;0;x\n";
-        QTest::newRow("standard id 800") << good + "1;1;800;std;data;CAN;2;01;10;0;0;0;\n" << 2 << "id" << "800";
+        QTest::newRow("standard id 800") << good + "1;1;800;std;data;CAN;2;01;10;0;0;0;\n"
+                                         << 2 << "id"
+                                         << "800";
         QTest::newRow("extended id 20000000")
-            << QByteArray("\n# c\n1;2;20000000;ext;data;CAN;2;01;10;0;0;0;\n") << 3 << "id" << "20000000";
-        QTest::newRow("length 9") << QByteArray("1;1;1;std;data;CAN;9;01;10;0;0;0;\n") << 1 << "length" << "9";
-        QTest::newRow("length 12 on CAN") << QByteArray("1;1;1;std;data;CAN;12;01;10;0;0;0;\n") << 1 << "length" << "12";
+            << QByteArray("\n# c\n1;2;20000000;ext;data;CAN;2;01;10;0;0;0;\n") << 3 << "id"
+            << "20000000";
+        QTest::newRow("length 9") << QByteArray("1;1;1;std;data;CAN;9;01;10;0;0;0;\n") << 1 << "length"
+                                  << "9";
+        QTest::newRow("length 12 on CAN") << QByteArray("1;1;1;std;data;CAN;12;01;10;0;0;0;\n") << 1 << "length"
+                                          << "12";
         QTest::newRow("three bytes in two") << QByteArray("1;1;1;std;data;CAN;2;01 02 03;10;0;0;0;\n") << 1 << "data"
                                             << "01 02 03";
-        QTest::newRow("not hex") << QByteArray("1;1;1;std;data;CAN;2;0G;10;0;0;0;\n") << 1 << "data" << "0G";
-        QTest::newRow("period 0") << QByteArray("1;1;1;std;data;CAN;2;01;0;0;0;0;\n") << 1 << "period" << "0";
-        QTest::newRow("period 60001") << QByteArray("1;1;1;std;data;CAN;2;01;60001;0;0;0;\n") << 1 << "period" << "60001";
-        QTest::newRow("remote CANFD") << QByteArray("1;1;1;std;remote;CANFD;2;;10;0;0;0;\n") << 1 << "protocol" << "CANFD";
-        QTest::newRow("channel 3") << QByteArray("1;3;1;std;data;CAN;2;01;10;0;0;0;\n") << 1 << "channel" << "3";
-        QTest::newRow("short line") << good + good + "1;1;1;std\n" << 3 << "name" << "1;1;1;std";
+        QTest::newRow("not hex") << QByteArray("1;1;1;std;data;CAN;2;0G;10;0;0;0;\n") << 1 << "data"
+                                 << "0G";
+        QTest::newRow("period 0") << QByteArray("1;1;1;std;data;CAN;2;01;0;0;0;0;\n") << 1 << "period"
+                                  << "0";
+        QTest::newRow("period 60001") << QByteArray("1;1;1;std;data;CAN;2;01;60001;0;0;0;\n") << 1 << "period"
+                                      << "60001";
+        QTest::newRow("remote CANFD") << QByteArray("1;1;1;std;remote;CANFD;2;;10;0;0;0;\n") << 1 << "protocol"
+                                      << "CANFD";
+        QTest::newRow("channel 3") << QByteArray("1;3;1;std;data;CAN;2;01;10;0;0;0;\n") << 1 << "channel"
+                                   << "3";
+        QTest::newRow("short line") << good + good + "1;1;1;std\n"
+                                    << 3 << "name"
+                                    << "1;1;1;std";
     }
     void malformedFile()
     {
@@ -115,7 +127,8 @@ private slots:
         QTEST(r.field, "field");
         QTEST(r.found, "found");
         setLanguageCode(2);
-        QVERIFY(ListSendFile::problemText(r, "l.txt", false).startsWith(QString("List file \"l.txt\", line %1").arg(r.line)));
+        QVERIFY(ListSendFile::problemText(r, "l.txt", false)
+                    .startsWith(QString("List file \"l.txt\", line %1").arg(r.line)));
         setLanguageCode(0);
     }
 
@@ -148,16 +161,21 @@ private slots:
         for (int k = 0; k < 3; ++k) {
             const QVector<quint64> &ts = heard.at(ids[k]);
             QCOMPARE(quint64(ts.size()), model.sentCount(k));
-            const int inTwoSeconds = int(std::count_if(ts.begin(), ts.end(), [t0](quint64 t) { return t < t0 + 2000000; }));
+            const int inTwoSeconds
+                = int(std::count_if(ts.begin(), ts.end(), [t0](quint64 t) { return t < t0 + 2000000; }));
             const int expected = 2000 / periods[k];
             QVERIFY2(qAbs(inTwoSeconds - expected) <= 1,
-                qPrintable(QString("id %1: %2 frames in 2 s, expected %3").arg(ids[k], 0, 16).arg(inTwoSeconds).arg(expected)));
+                qPrintable(QString("id %1: %2 frames in 2 s, expected %3")
+                               .arg(ids[k], 0, 16)
+                               .arg(inTwoSeconds)
+                               .arg(expected)));
             const QString idText = QString("0x%1").arg(ids[k], 3, 16, QChar('0'));
             const int tx = int(std::count_if(shown.begin(), shown.end(),
                 [&](const ModelItem &m) { return m.idText == idText && m.dirText == "Tx" && m.channel == 0; }));
             QCOMPARE(quint64(tx), model.sentCount(k));
         }
-        const auto fd = std::find_if(shown.begin(), shown.end(), [](const ModelItem &m) { return m.idText == "0x050"; });
+        const auto fd
+            = std::find_if(shown.begin(), shown.end(), [](const ModelItem &m) { return m.idText == "0x050"; });
         QCOMPARE(fd->protocolText, QString("CANFD-加速"));
     }
 
