@@ -1,7 +1,7 @@
 // The frame pipeline under load, on the built-in simulated adapter: the real
 // receive and send threads with their batch builders, the real main window
 // (refresh tick, table shown at its 1000-row cap, counters) and a real
-// capture file. Prints one line per figure B1..B6 with its target and, where
+// capture file, and the list send. Prints one line per figure B1..B7 with its target and, where
 // one applies, its ratio to L, the two-channel bus limit.
 //
 //   ostrel_bench           full run (about two minutes)
@@ -15,6 +15,7 @@
 #include "FileDialogs.h"
 #include "FrameText.h"
 #include "FreshProcess.h"
+#include "ListSendModel.h"
 #include "MainWindow.h"
 #include "ModelItem.h"
 #include "PendingFrames.h"
@@ -23,6 +24,7 @@
 #include "SettingsStore.h"
 #include "SimControl.h"
 #include "SimulatedAdapter.h"
+#include "listSendDlg.h"
 #include "recvThread.h"
 #include "savefileDlg.h"
 #include "sendThread.h"
@@ -858,6 +860,122 @@ void benchReplay(MainWindow &w, const QString &dir)
             .arg(errors.size()));
 }
 
+// CPU seconds of the list schedulers' threads so far, from the scheduler's own
+// accounting in nanoseconds (/proc/<tid>/schedstat): the clock ticks of
+// threadCpu() are too coarse for threads that run a few microseconds at a time.
+double schedulerSeconds()
+{
+    double sum = 0;
+    for (const QString &tid : QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile comm(QStringLiteral("/proc/self/task/%1/comm").arg(tid));
+        QFile stat(QStringLiteral("/proc/self/task/%1/schedstat").arg(tid));
+        if (comm.open(QIODevice::ReadOnly) && comm.readAll().startsWith("ListScheduler")
+            && stat.open(QIODevice::ReadOnly))
+            sum += double(stat.readAll().split(' ').value(0).toLongLong()) * 1e-9;
+    }
+    return sum;
+}
+
+// ---- B7: list send, 100 rows at 10 ms over both channels ------------------
+
+// Every row's frames as the other channel heard them, stamped by the device
+// at their end on the bus. A row's n-th frame should end n x 10 ms after its
+// first one; the error of each frame is its distance from that ideal time
+// (the row's first frame is its reference, so the bus's arbitration order,
+// which is the same each round, falls out). Drift: how far a row's errors in
+// the last second of the run lie from those in its first second.
+void benchListSend(MainWindow &w, const QString &dir)
+{
+    quiet(w);
+    constexpr int kRows = 100;
+    constexpr int kPeriodUs = 10000;
+    QList<ListSendRow> rows;
+    for (int i = 0; i < kRows; ++i) {
+        ListSendRow r;
+        r.channel = unsigned(i % 2);
+        r.id = uint32_t(0x100 + i);
+        r.protocol = 2; // CAN FD with bit-rate switch: 10,000 frames/s is about half the bus
+        r.length = 8;
+        r.fitData();
+        r.periodMs = kPeriodUs / 1000;
+        rows << r;
+    }
+    ListSendModel *list = w.listSendDialog()->model();
+    list->setRows(rows);
+    const QString path = dir + QStringLiteral("/b7.csv");
+    startCapture(w, path);
+    const int seconds = g_short ? 2 : 60;
+    const double scheduler0 = schedulerSeconds();
+    QElapsedTimer wall;
+    wall.start();
+    if (!list->startAll().isEmpty())
+        qFatal("the list was refused");
+    waitMs(seconds * 1000);
+    list->stopAll();
+    const double elapsed = double(wall.nsecsElapsed()) * 1e-9;
+    quint64 sent = 0;
+    for (int i = 0; i < kRows; ++i)
+        sent += list->sentCount(i);
+    waitMs(300); // the last frames reach the table and the file
+    stopCapture(w);
+
+    const double schedulerCpu = schedulerSeconds() - scheduler0;
+
+    std::map<QByteArray, std::vector<qint64>> heard; // "channel/id" -> device time stamps (us)
+    CaptureReader capture(path);
+    QList<QByteArray> f;
+    while (capture.next(f)) {
+        if (f.size() < 11 || f.at(4) != "Rx")
+            continue;
+        heard[f.at(3) + '/' + f.at(5)].push_back(f.at(2).mid(2).toLongLong(nullptr, 16));
+    }
+    QFile::remove(path);
+
+    std::vector<double> errors;
+    double drift = 0;
+    quint64 received = 0;
+    for (auto &h : heard) {
+        std::vector<qint64> &ts = h.second;
+        std::sort(ts.begin(), ts.end());
+        received += ts.size();
+        double first = 0, last = 0;
+        int firstN = 0, lastN = 0;
+        for (size_t n = 0; n < ts.size(); ++n) {
+            const double e = double(ts[n] - ts[0] - qint64(n) * kPeriodUs);
+            errors.push_back(std::abs(e) / 1000.0);
+            if (ts[n] - ts[0] < 1000000) {
+                first += e;
+                ++firstN;
+            }
+            if (ts.back() - ts[n] < 1000000) {
+                last += e;
+                ++lastN;
+            }
+        }
+        if (firstN && lastN)
+            drift = std::max(drift, std::abs(last / lastN - first / firstN) / 1000.0);
+    }
+    const double p50 = percentile(errors, 0.5), p99 = percentile(errors, 0.99), max = percentile(errors, 1.0);
+    verdict(QStringLiteral("B7"), p50 <= 0.2 && p99 <= 1.0 && drift <= 0.1,
+        QStringLiteral("list send, %1 rows at 10 ms on both channels for %2 s: period error p50 %3 ms, p99 %4 ms, "
+                       "max %5 ms, drift %6 ms (target p50 <= 0.2 ms, p99 <= 1 ms, no drift)")
+            .arg(kRows)
+            .arg(seconds)
+            .arg(p50, 0, 'f', 3)
+            .arg(p99, 0, 'f', 3)
+            .arg(max, 0, 'f', 3)
+            .arg(drift, 0, 'f', 3));
+    note(QStringLiteral("%1 frames sent (%2 frames/s), %3 heard on the other channel in %4 rows; scheduler threads "
+                        "%5 % of one core (%6 us CPU per frame)")
+             .arg(sent)
+             .arg(grouped(double(sent) / elapsed))
+             .arg(received)
+             .arg(heard.size())
+             .arg(100.0 * schedulerCpu / elapsed, 0, 'f', 1)
+             .arg(1e6 * schedulerCpu / std::max<double>(1.0, double(sent)), 0, 'f', 2));
+    list->setRows({});
+}
+
 // The offscreen platform complains about every window it sizes; the rest of
 // Qt's messages still go out.
 QtMessageHandler g_standardMessages = nullptr;
@@ -922,6 +1040,8 @@ int main(int argc, char *argv[])
             benchMemory(w, folder.path());
         if (wanted("B6"))
             benchReplay(w, folder.path());
+        if (wanted("B7"))
+            benchListSend(w, folder.path());
         if (!Prompt::shown().isEmpty())
             printLine(QStringLiteral("warning: %1 message boxes came up").arg(Prompt::shown().size()));
     }

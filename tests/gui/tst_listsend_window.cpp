@@ -98,17 +98,33 @@ private slots:
     {
         columns<int, int, QString, QString, QString>({ "column", "format", "typed", "after", "box" });
         const int id = ListSendModel::Id, data = ListSendModel::Data, period = ListSendModel::Period;
-        QTest::newRow("standard 7FF") << id << 0 << "7FF" << "7FF" << "";
-        QTest::newRow("standard 800") << id << 0 << "800" << "100" << "警告|发送失败，标准帧ID范围为0~0x7FF！";
-        QTest::newRow("extended 1FFFFFFF") << id << 1 << "1FFFFFFF" << "1FFFFFFF" << "";
-        QTest::newRow("extended 20000000") << id << 1 << "20000000" << "100"
+        QTest::newRow("standard 7FF") << id << 0 << "7FF"
+                                      << "7FF"
+                                      << "";
+        QTest::newRow("standard 800") << id << 0 << "800"
+                                      << "100"
+                                      << "警告|发送失败，标准帧ID范围为0~0x7FF！";
+        QTest::newRow("extended 1FFFFFFF") << id << 1 << "1FFFFFFF"
+                                           << "1FFFFFFF"
+                                           << "";
+        QTest::newRow("extended 20000000") << id << 1 << "20000000"
+                                           << "100"
                                            << "警告|发送失败，扩展帧ID范围为0~0x1FFFFFFF！";
-        QTest::newRow("data cleaned up") << data << 0 << "123 4567 8" << "01 23 45 67 08 00 00 00" << "";
-        QTest::newRow("data cut to the length") << data << 0 << "0102030405060708090a" << "01 02 03 04 05 06 07 08"
+        QTest::newRow("data cleaned up") << data << 0 << "123 4567 8"
+                                         << "01 23 45 67 08 00 00 00"
+                                         << "";
+        QTest::newRow("data cut to the length") << data << 0 << "0102030405060708090a"
+                                                << "01 02 03 04 05 06 07 08"
                                                 << "";
-        QTest::newRow("period 60000") << period << 0 << "60000" << "60000" << "";
-        QTest::newRow("period 0") << period << 0 << "0" << "100" << "警告|发送失败，周期范围为1~60000ms！";
-        QTest::newRow("period 60001") << period << 0 << "60001" << "100" << "警告|发送失败，周期范围为1~60000ms！";
+        QTest::newRow("period 60000") << period << 0 << "60000"
+                                      << "60000"
+                                      << "";
+        QTest::newRow("period 0") << period << 0 << "0"
+                                  << "100"
+                                  << "警告|发送失败，周期范围为1~60000ms！";
+        QTest::newRow("period 60001") << period << 0 << "60001"
+                                      << "100"
+                                      << "警告|发送失败，周期范围为1~60000ms！";
     }
     void editing()
     {
@@ -171,8 +187,9 @@ private slots:
         const QByteArray broken = "1;1;123;std;data;CAN;8;00;10;0;0;0;ok\n1;1;999;std;data;CAN;8;00;10;0;0;0;bad\n";
         m_folder->write("config/listsend.txt", broken);
         startWindow();
-        QTRY_COMPARE(shownBox(), QString("警告|列表文件“%1”第2行的字段“id”有误：应为 0-7FF，实为“999”。列表已清空。")
-                                     .arg(m_folder->path("config/listsend.txt")));
+        QTRY_COMPARE(shownBox(),
+            QString("警告|列表文件“%1”第2行的字段“id”有误：应为 0-7FF，实为“999”。列表已清空。")
+                .arg(m_folder->path("config/listsend.txt")));
         QCOMPARE(model->rowCount(), 0);
         QCOMPARE(m_folder->read("config/listsend.txt"), broken);
         click(dlg, "pbnAdd");
@@ -265,8 +282,10 @@ private slots:
         m_window->refreshDisplay();
         auto *table = child<QTableView>(m_window.get(), "tableView");
         QCOMPARE(table->model()->rowCount(), 3);
-        table->selectionModel()->select(table->model()->index(0, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
-        table->selectionModel()->select(table->model()->index(2, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
+        table->selectionModel()->select(
+            table->model()->index(0, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
+        table->selectionModel()->select(
+            table->model()->index(2, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
 
         QStringList offered;
         QTimer::singleShot(50, [&offered] {
