@@ -37,13 +37,13 @@ listSendDlg::listSendDlg(QWidget *parent)
     const struct {
         int column;
         const char *sample;
-    } widths[] = { { ListSendModel::On, "On__" }, { ListSendModel::Name, "engine speed__" },
-        { ListSendModel::Channel, "channel" }, { ListSendModel::Id, "1FFFFFFF__" },
-        { ListSendModel::Format, "Extended Frame_" }, { ListSendModel::Type, "Remote Frame_" },
-        { ListSendModel::Protocol, "CANFD-acceleration_" }, { ListSendModel::Length, "DLC__" },
-        { ListSendModel::Data, "00 11 22 33 44 55 66 77____" }, { ListSendModel::Period, "Period(ms)" },
-        { ListSendModel::Count, "Keep sending_" }, { ListSendModel::IdIncrement, "ID Inc_" },
-        { ListSendModel::DataIncrement, "Data Inc_" }, { ListSendModel::Sent, "0000000000" } };
+    } widths[] = { { ListSendModel::On, "On_" }, { ListSendModel::Name, "engine speed" },
+        { ListSendModel::Channel, "channel" }, { ListSendModel::Id, "1FFFFFFF" },
+        { ListSendModel::Format, "Extended Frame" }, { ListSendModel::Type, "Remote Frame" },
+        { ListSendModel::Protocol, "CANFD-acceleration" }, { ListSendModel::Length, "DLC" },
+        { ListSendModel::Data, "00 11 22 33 44 55 66 77" }, { ListSendModel::Period, "Period(ms)" },
+        { ListSendModel::Count, "Keep sending" }, { ListSendModel::IdIncrement, "ID Inc_" },
+        { ListSendModel::DataIncrement, "Data Inc_" }, { ListSendModel::Sent, "00000000" } };
     for (const auto &w : widths)
         view->setColumnWidth(w.column, view->fontMetrics().horizontalAdvance(QLatin1String(w.sample)) + 12);
 
