@@ -12,7 +12,6 @@
 #include "Prompt.h"
 #include "SettingsStore.h"
 #include "SiftDialog.h"
-#include "UpdateDlg.h"
 #include "fileDlg.h"
 #include "listSendDlg.h"
 #include "recvThread.h"
@@ -27,6 +26,7 @@
 #include <QHeaderView>
 #include <QRegularExpressionValidator>
 #include <QScreen>
+#include <QScrollBar>
 #include <QSettings>
 #include <QTextStream>
 #include <QTimer>
@@ -60,6 +60,7 @@ MainWindow::MainWindow(QWidget *parent)
     connect(m_listDlg, &listSendDlg::windowLog, this, &MainWindow::writeLog);
 
     setTitle(kTitlePrefix + versionText());
+    connect(ui->tableView->verticalScrollBar(), &QScrollBar::valueChanged, this, &MainWindow::onTableScrolled);
 
     m_languageGroup = new QActionGroup(this);
     m_languageGroup->setExclusive(true);
@@ -301,6 +302,11 @@ void MainWindow::changeEvent(QEvent *event)
         setLa();
         setWindowTitle(m_title);
     }
+    if (event->type() == QEvent::WindowStateChange) {
+        // Frames keep arriving while the window is minimised; the table is
+        // drawn once when it comes back, not at every tick in between.
+        ui->tableView->setUpdatesEnabled(!isMinimized());
+    }
     QMainWindow::changeEvent(event);
 }
 
@@ -477,19 +483,7 @@ void MainWindow::channelsOpened(bool ch0, bool ch1)
     }
 }
 
-void MainWindow::upgradeAction()
-{
-    if (!isDeviceOpen()) {
-        Prompt::warning(this, Lang::warningTitle(),
-            Lang::pick(QStringLiteral("设备未打开！"), QStringLiteral("設備未打開！"),
-                QStringLiteral("The device is not opened!")));
-        return;
-    }
-    const uint16_t fw = refreshDeviceInfo();
-    const QString best = OpenDlg::bestFirmware(AppPaths::appDir() + QStringLiteral("/firmware")).second;
-    UpdateDlg dlg(::versionText(fw), AppPaths::appDir() + QStringLiteral("/firmware/") + best, m_deviceIndex, this);
-    dlg.exec();
-}
+void MainWindow::upgradeAction() { DeviceActions::upgradeFirmware(this, m_deviceIndex); }
 
 void MainWindow::writeLog(const QString &msg)
 {

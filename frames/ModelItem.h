@@ -3,6 +3,7 @@
 // display texts in column order.
 #include <QList>
 #include <QMetaType>
+#include <QMutex>
 #include <QString>
 
 struct ModelItem {

@@ -43,6 +43,10 @@
         <translation>发送次数：</translation>
     </message>
     <message>
+        <source>-1：一直发送</source>
+        <translation>-1：一直发送</translation>
+    </message>
+    <message>
         <source>发送间隔：</source>
         <translation>发送间隔：</translation>
     </message>

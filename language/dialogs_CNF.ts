@@ -43,6 +43,10 @@
         <translation>發送次數：</translation>
     </message>
     <message>
+        <source>-1：一直发送</source>
+        <translation>-1：一直發送</translation>
+    </message>
+    <message>
         <source>发送间隔：</source>
         <translation>發送間隔：</translation>
     </message>

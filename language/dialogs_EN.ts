@@ -43,6 +43,10 @@
         <translation>Send Times:</translation>
     </message>
     <message>
+        <source>-1：一直发送</source>
+        <translation>-1: keep sending</translation>
+    </message>
+    <message>
         <source>发送间隔：</source>
         <translation>Interval:</translation>
     </message>

@@ -1,13 +1,24 @@
 #include "DeviceActions.h"
 
+#include "AppPaths.h"
 #include "ChannelSetup.h"
 #include "DeviceLayer.h"
 #include "INfDialog.h"
 #include "Lang.h"
+#include "OpenDlg.h"
 #include "ParaDialog.h"
 #include "Prompt.h"
+#include "UpdateDlg.h"
 
 #include <QDebug>
+
+namespace {
+QString infoFailedText()
+{
+    return Lang::pick(QStringLiteral("设备信息获取失败！"), QStringLiteral("設備信息獲取失敗！"),
+        QStringLiteral("Device information acquisition failed!"));
+}
+} // namespace
 
 namespace DeviceActions {
 bool applyChannelParameters(QWidget *parent, const std::function<void(const QString &)> &log)
@@ -55,12 +66,36 @@ void showDeviceInfo(QWidget *parent)
     DeviceInfoRecord record {};
     readDeviceInfo(record);
     if (record.fwVersion == 0) {
-        Prompt::warning(parent, Lang::warningTitle(),
-            Lang::pick(QStringLiteral("设备信息获取失败！"), QStringLiteral("設備信息獲取失敗！"),
-                QStringLiteral("Device information acquisition failed!")));
+        Prompt::warning(parent, Lang::warningTitle(), infoFailedText());
         return;
     }
     INfDialog dlg(record, parent);
+    dlg.exec();
+}
+
+void upgradeFirmware(QWidget *parent, int deviceIndex)
+{
+    if (!isDeviceOpen()) {
+        Prompt::warning(parent, Lang::warningTitle(), ChannelSetup::deviceNotOpenText());
+        return;
+    }
+    // Without an answer there is no version to compare, so nothing is offered.
+    const uint16_t firmware = refreshDeviceInfo();
+    if (firmware == 0) {
+        Prompt::warning(parent, Lang::warningTitle(), infoFailedText());
+        return;
+    }
+    const QString folder = AppPaths::appDir() + QStringLiteral("/firmware");
+    const QPair<uint16_t, QString> best = OpenDlg::bestFirmware(folder);
+    if (firmware >= best.first) {
+        Prompt::information(parent, Lang::tipTitle(),
+            Lang::pick(QStringLiteral("固件版本(%1)已是最新，无需升级！"),
+                QStringLiteral("固件版本(%1)已是最新，無需升級！"),
+                QStringLiteral("The firmware version(%1) is up to date, no upgrade is needed!"))
+                .arg(versionText(firmware)));
+        return;
+    }
+    UpdateDlg dlg(versionText(firmware), folder + QLatin1Char('/') + best.second, uint32_t(deviceIndex), parent);
     dlg.exec();
 }
 }

@@ -20,4 +20,9 @@ void viewChannelParameters(QWidget *parent);
 
 // Reads the adapter's information record and shows it in INfDialog.
 void showDeviceInfo(QWidget *parent);
+
+// The firmware upgrade entry: offers UpdateDlg, as opening the device does,
+// only when an image in the firmware folder is newer than the adapter's
+// firmware; otherwise tells the user the firmware is up to date.
+void upgradeFirmware(QWidget *parent, int deviceIndex);
 }

@@ -291,6 +291,48 @@ private slots:
         }
     }
 
+    // The menu entry offers the upgrade only for a newer image, else says why not.
+    void upgradeMenuEntry_data()
+    {
+        // deviceFirmware -1: no device open; box empty: UpdateDlg offered
+        columns<int, int, QString, QString>({ "language", "deviceFirmware", "image", "box" });
+        QTest::newRow("no device") << 0 << -1 << "x-V2.20-y.bin"
+                                   << "警告|设备未打开！";
+        QTest::newRow("as new as firmware.bin") << 1 << 0x211 << ""
+                                                << "提示|固件版本(V2.11)已是最新，無需升級！";
+        QTest::newRow("as new as the newest image")
+            << 2 << 0x220 << "x-V2.20-y.bin"
+            << "tip|The firmware version(V2.20) is up to date, no upgrade is needed!";
+        QTest::newRow("no answer") << 0 << 0 << "x-V2.20-y.bin"
+                                   << "警告|设备信息获取失败！";
+        QTest::newRow("newer image offered") << 0 << 0x211 << "x-V2.20-y.bin"
+                                             << "";
+    }
+    void upgradeMenuEntry()
+    {
+        QFETCH(int, language);
+        QFETCH(int, deviceFirmware);
+        QFETCH(QString, image);
+        QFETCH(QString, box);
+        if (!image.isEmpty())
+            writeFile(m_folder->path("firmware/") + image, "image");
+        if (deviceFirmware >= 0) {
+            FakeDriver::setDeviceInfo(infoRecord(uint16_t(deviceFirmware)));
+            QVERIFY(::openDevice(41, 0, 0));
+        }
+        setLanguageCode(language);
+        QString source;
+        ModalAnswer answer(clickIn<UpdateDlg>("pushButton_2", [&](UpdateDlg *u) { source = u->sourcePath(); }));
+        DeviceActions::upgradeFirmware(nullptr, 0);
+        QCOMPARE(shownBox(), box);
+        QCOMPARE(answer.count(), box.isEmpty() ? 1 : 0);
+        if (box.isEmpty())
+            QCOMPARE(source, m_folder->path("firmware/") + image);
+        QCOMPARE(Prompt::shownKinds().value(0, Prompt::Kind::Warning),
+            box.startsWith("提示") || box.startsWith("tip") ? Prompt::Kind::Information : Prompt::Kind::Warning);
+        QCOMPARE(FakeDriver::callCount("UpdateDevice"), 0);
+    }
+
     void paraDialogStoresKeysInOrder_data()
     {
         // keys: in the settings file afterwards, nothing when the button leaves it alone
@@ -370,6 +412,30 @@ private slots:
         QCOMPARE(log, QStringList(QVector<QString>(logLines, "设备参数设置成功！").toList()));
         QCOMPARE(ok, warning.isEmpty() && logLines > 0);
         QCOMPARE(shownBox(), warning);
+    }
+
+    // A ticked filter without rows: opening runs the channel unfiltered, while
+    // re-applying still clears the filter and writes its one empty row.
+    void tickedFilterWithoutRows()
+    {
+        SettingsStore::setValue("ch1paramfilterMode", "1");
+        SettingsStore::setValue("ch1paramFilterID", "");
+        OpenDlg dlg(0);
+        openDialogWithDevice(dlg);
+        {
+            ModalAnswer answer(clickIn<ParaDialog>("btnConfirm"));
+            click(&dlg, "pushButton_3");
+        }
+        QCOMPARE(FakeDriver::log(),
+            QStringList({ "SetCanFdStandard(1,0,0)", "SetArbitrationBaud(1,0,0)", "SetDataBaud(1,0,0)",
+                "InitChannel(1,0)", "StartChannel(256)" }));
+        FakeDriver::clearCalls();
+        ModalAnswer answer(clickIn<ParaDialog>("btnConfirm"));
+        QVERIFY(DeviceActions::applyChannelParameters(nullptr, {}));
+        QCOMPARE(FakeDriver::log(),
+            QStringList({ "SetCanFdStandard(1,0,0)", "SetArbitrationBaud(1,0,0)", "SetDataBaud(1,0,0)",
+                "SetValue(0/filter_clear,0)", "SetValue(0/filter_mode,0)", "SetValue(0/filter_start,0x)",
+                "SetValue(0/filter_end,0x)", "SetValue(0/filter_ack,0)" }));
     }
 
     void filterRows_data()

@@ -3,8 +3,11 @@
 // capture), and the side dialogs through their widgets.
 #include "DataDlg.h"
 #include "FileDialogs.h"
+#include "FrameCellDelegate.h"
+#include "FrameTableView.h"
 #include "MainWindow.h"
 #include "MyTableModel.h"
+#include "ParaDialog.h"
 #include "RuntimeFolder.h"
 #include "SettingsStore.h"
 #include "SiftDialog.h"
@@ -14,10 +17,14 @@
 #include "sendThread.h"
 
 #include <QComboBox>
+#include <QHeaderView>
 #include <QLabel>
+#include <QLayout>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
+#include <QPainter>
+#include <QScreen>
 #include <QSpinBox>
 #include <QStandardItemModel>
 #include <QTableView>
@@ -78,6 +85,34 @@ int countWrites(const QString &file, const std::function<void()> &action)
     action();
     return 1;
 #endif
+}
+// Counts the paint events a widget receives.
+class PaintCounter : public QObject {
+public:
+    explicit PaintCounter(QWidget *target) { target->installEventFilter(this); }
+    int count = 0;
+
+protected:
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        count += event->type() == QEvent::Paint;
+        return false;
+    }
+};
+
+// A table set up as the main window sets up its frame list.
+void setUpLikeFrameList(QTableView *view, QAbstractItemModel *model)
+{
+    view->setModel(model);
+    view->setAlternatingRowColors(true);
+    view->setSelectionBehavior(QAbstractItemView::SelectRows);
+    view->setSelectionMode(QAbstractItemView::SingleSelection);
+    view->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    view->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    view->verticalHeader()->setDefaultSectionSize(view->fontMetrics().height() + 6);
+    view->verticalHeader()->hide();
+    view->horizontalHeader()->setStretchLastSection(true);
+    view->resize(520, 200);
 }
 } // namespace
 
@@ -311,6 +346,35 @@ private slots:
         QCOMPARE(model()->cellText(9, 5), QString("0x7FF"));
     }
 
+    // Rows arriving at the bottom of the list cost the table one repaint per
+    // tick, and none while the window is minimised.
+    void oneRepaintPerTick()
+    {
+        QWidget *viewport = find<QTableView>("tableView")->viewport();
+        QVERIFY(QTest::qWaitForWindowExposed(w));
+        QList<ModelItem> batch;
+        for (int i = 0; i < 300; ++i)
+            batch << frame(0, 1, QString("0x%1").arg(i, 3, 16, QChar('0')));
+        appendPendingFrames(batch);
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("300"));
+        QTest::qWait(50);
+        PaintCounter paints(viewport);
+        appendPendingFrames(batch);
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("600"));
+        QTest::qWait(300); // two more ticks with nothing new
+        QCOMPARE(paints.count, 1);
+        w->showMinimized();
+        QTest::qWait(50);
+        paints.count = 0;
+        appendPendingFrames(batch);
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("900"));
+        QTest::qWait(300);
+        QCOMPARE(paints.count, 0);
+        QCOMPARE(model()->rowCount(), 900);
+        w->showNormal(); // and drawn again when it comes back
+        QTRY_VERIFY(paints.count > 0);
+    }
+
     void pauseMergeAndClear()
     {
         find<QCheckBox>("pauseCheck")->setChecked(true);
@@ -419,6 +483,70 @@ private slots:
             QCOMPARE(lines.at(r + 1), cells.join(','));
         }
         QVERIFY2(lines.last().endsWith(",0x102,标准帧,数据帧,1,CAN,x| 01 "), "a paused display keeps capturing");
+    }
+
+    // A typed path is opened without truncation: the header goes at the start
+    // and the rows overwrite the old content from there; a path that cannot be
+    // opened loses the rows without a word.
+    void liveCaptureIntoExistingFile_data()
+    {
+        columns<QString>({ "file" });
+        QTest::newRow("longer old file") << "old.csv";
+        QTest::newRow("cannot be opened") << "missing/x.csv";
+    }
+    void liveCaptureIntoExistingFile()
+    {
+        QFETCH(QString, file);
+        const QString path = m_folder->path(file);
+        const QByteArray old = "old header\n" + QByteArray(400, 'o') + "\nold tail\n";
+        writeFile(path, old);
+        const QString log = find<QTextEdit>("logEdit")->toPlainText();
+        startCapture(path, 0);
+        QVERIFY(find<QCheckBox>("checkBox")->isChecked());
+        appendPendingFrames({ frame(0, 1, "0x100") });
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("1"));
+        setTicked(find<QCheckBox>("checkBox"), false);
+        QVERIFY(Prompt::shown().isEmpty());
+        QCOMPARE(find<QTextEdit>("logEdit")->toPlainText(), log);
+        if (!QFileInfo(path).dir().exists())
+            return;
+        const QByteArray written = "序号,系统时间,时间标识,通道,收/发,ID,Frame,类型,DLC,CAN-FD,数据\n1,=\""
+            + model()->cellText(0, 1).toUtf8() + "\",0x10,1,Rx,0x100,标准帧,数据帧,1,CAN,x| 01 \n";
+        const QByteArray now = readFile(path);
+        QCOMPARE(now.left(written.size()), written);
+        QCOMPARE(now.mid(written.size()), old.mid(written.size()));
+    }
+
+    // The file send dialog's count -1 replays the file until it is stopped.
+    void fileSendUntilStopped()
+    {
+        openBothChannels();
+        const QString csv = m_folder->path("frames.csv");
+        writeFile(csv,
+            "序号,系统时间,时间标识,通道,收/发,ID,Frame,类型,DLC,CAN-FD,数据\n"
+            "1,=\"09:15:02.317\",0x1A2B3C,1,Tx,0x123,标准帧,数据帧,2,CAN,x| 11 22 \n"
+            "2,=\"09:15:02.318\",0x1A2B3D,1,Tx,0x124,标准帧,数据帧,2,CAN,x| 33 44 \n");
+        fileDlg *dlg = w->fileSendDialog();
+        dlg->show();
+        child<QLineEdit>(dlg, "lineEdit")->setText(csv);
+        child<QComboBox>(dlg, "comboBox")->setCurrentIndex(0);
+        child<QComboBox>(dlg, "comboBox_2")->setCurrentIndex(0);
+        child<QSpinBox>(dlg, "spinBox_2")->setValue(5);
+        auto *count = child<QSpinBox>(dlg, "spinBox");
+        count->setValue(1);
+        QTest::keyClick(count, Qt::Key_Down);
+        QTest::keyClick(count, Qt::Key_Down);
+        QTest::keyClick(count, Qt::Key_Down);
+        QCOMPARE(count->value(), -1);
+        click(dlg, "pbSend");
+        QCOMPARE(SettingsStore::value("sendFileCnt"), QString("-1"));
+        QTRY_VERIFY_WITH_TIMEOUT(label("labelCh1TxCount").toInt() > 6, 5000); // more passes than one
+        QVERIFY(w->sender(0)->isRunning());
+        click(dlg, "pbStop");
+        QTRY_VERIFY_WITH_TIMEOUT(!w->sender(0)->isRunning(), 3000);
+        QTRY_VERIFY(find<QTextEdit>("logEdit")->toPlainText().endsWith("文件中止发送！"));
+        QCOMPARE(enabledOf(dlg, { "spinBox", "pbSend", "pbStop" }), QString("110"));
+        QTRY_COMPARE(enabledOf(w, { "ch1SendBtn", "ch1StopSendBtn", "ch2SendBtn" }), QString("101"));
     }
 };
 
@@ -561,6 +689,53 @@ private slots:
         QCOMPARE(path->text(), QString());
     }
 
+    // Every text shows whole and no dialog is taller than its fields and
+    // buttons, in each language and at twice the usual DPI.
+    void dialogsFitTheirContents_data()
+    {
+        columns<int, qreal>({ "language", "dpi" });
+        for (int code : { 0, 1, 2 })
+            for (qreal dpi : { 96.0, 192.0 })
+                QTest::addRow("language %d, %g dpi", code, dpi) << code << dpi;
+    }
+    void dialogsFitTheirContents()
+    {
+        QFETCH(int, language);
+        QFETCH(qreal, dpi);
+        fileDlg file;
+        savefileDlg save;
+        ParaDialog para(true, true, 3);
+        const QList<QDialog *> dialogs { &file, &save, &para };
+        for (QDialog *dlg : dialogs) {
+            dlg->show();
+            QVERIFY(QTest::qWaitForWindowExposed(dlg));
+        }
+        switchLanguage(language); // shown first in Simplified Chinese, as after start-up
+        if (dpi != 96.0)
+            emit QGuiApplication::primaryScreen()->logicalDotsPerInchChanged(dpi);
+        for (QDialog *dlg : dialogs) {
+            dlg->layout()->activate();
+            QCOMPARE(dlg->height(), dlg->minimumSizeHint().height());
+            for (QWidget *c : dlg->findChildren<QWidget *>()) {
+                if (!c->isVisible()
+                    || !(qobject_cast<QComboBox *>(c) || qobject_cast<QLabel *>(c)
+                        || qobject_cast<QAbstractButton *>(c)))
+                    continue;
+                QVERIFY2(c->width() >= c->sizeHint().width(), qPrintable(dlg->objectName() + '.' + c->objectName()));
+                if (auto *combo = qobject_cast<QComboBox *>(c)) { // its longest item, measured afresh
+                    int text = 0;
+                    for (int i = 0; i < combo->count(); ++i)
+                        text = qMax(text, combo->fontMetrics().boundingRect(combo->itemText(i)).width());
+                    QStyleOptionComboBox option;
+                    option.initFrom(combo);
+                    const QSize need = combo->style()->sizeFromContents(
+                        QStyle::CT_ComboBox, &option, QSize(text, combo->height()), combo);
+                    QVERIFY2(combo->width() >= need.width(), qPrintable(dlg->objectName() + '.' + c->objectName()));
+                }
+            }
+        }
+    }
+
     void captureDialog_data()
     {
         // answers: browse answers, relative to the folder; "" cancels
@@ -601,5 +776,73 @@ private slots:
     }
 };
 
-OSTREL_TEST_MAIN(QApplication, new MainWindowTest, new PanelsTest, new SideDialogsTest)
+// The frame table's own drawing against the standard table's.
+class FrameTableTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    // Every pixel as the standard view and delegate draw it: texts that fit,
+    // texts the standard path wraps or elides, mixed scripts, a selected row,
+    // a hidden row (the grid skips it), a partial repaint.
+    void drawnAsTheStandardTable_data()
+    {
+        columns<QStringList>({ "texts" });
+        QTest::newRow("fitting") << QStringList { "1", "12:00:00.123", "0x00000123", "Rx", "x| 00 11 22 " };
+        QTest::newRow("mixed scripts") << QStringList { "2", "无", "扩展帧", "數據幀", "CANFD-加速" };
+        QTest::newRow("too wide") << QStringList { "1234567890123456", "12:00:00.123 12:00:00.123", "0x1FFFFFFF",
+            "Extended Frame", "x| 00 11 22 33 44 55 66 77 88 99 AA BB CC DD EE FF 00 11 22 33 44 55 66 77 " };
+        QTest::newRow("wide word") << QStringList { "x", "y", "z", "w", QString(80, QChar('0')) };
+    }
+    void drawnAsTheStandardTable()
+    {
+        QFETCH(QStringList, texts);
+        QStandardItemModel model(6, texts.size());
+        for (int r = 0; r < model.rowCount(); ++r)
+            for (int c = 0; c < texts.size(); ++c)
+                model.setItem(r, c, new QStandardItem(r % 2 ? texts.at(c) : texts.at(texts.size() - 1 - c)));
+        QTableView standard;
+        FrameTableView ours;
+        for (QTableView *view : { &standard, static_cast<QTableView *>(&ours) }) {
+            setUpLikeFrameList(view, &model);
+            for (int c = 0; c + 1 < texts.size(); ++c)
+                view->setColumnWidth(c, 90);
+            view->setRowHidden(2, true);
+            view->selectRow(4);
+            view->show();
+        }
+        QVERIFY(QTest::qWaitForWindowExposed(&ours));
+        const QImage expected = standard.viewport()->grab().toImage();
+        QCOMPARE(ours.viewport()->grab().toImage(), expected);
+        QVERIFY(ours.cellDelegate()->cachedPathUsed(&ours));
+        const QRect part(37, 11, 150, 50); // crosses cells and grid lines
+        QCOMPARE(ours.viewport()->grab(part).toImage(), standard.viewport()->grab(part).toImage());
+    }
+
+    // However many distinct texts pass, the cache keeps at most its limit.
+    void cacheBounded()
+    {
+        const int n = FrameCellDelegate::kCacheLimit * 2 + 100;
+        QStandardItemModel model(n, 1);
+        for (int r = 0; r < n; ++r)
+            model.setItem(r, 0, new QStandardItem(QString::number(r)));
+        FrameTableView view;
+        setUpLikeFrameList(&view, &model);
+        QImage image(200, 30, QImage::Format_ARGB32_Premultiplied);
+        QPainter painter(&image);
+        QStyleOptionViewItem option;
+        option.initFrom(&view);
+        option.widget = &view;
+        option.rect = QRect(0, 0, 200, 30);
+        option.showDecorationSelected = true;
+        option.displayAlignment = Qt::AlignLeft | Qt::AlignVCenter;
+        for (int r = 0; r < n; ++r) {
+            view.cellDelegate()->paint(&painter, option, model.index(r, 0));
+            QVERIFY(view.cellDelegate()->cachedTexts() <= FrameCellDelegate::kCacheLimit);
+        }
+        QVERIFY(view.cellDelegate()->cachedPathUsed(&view));
+        QVERIFY(view.cellDelegate()->cachedTexts() >= FrameCellDelegate::kCacheLimit / 2);
+    }
+};
+
+OSTREL_TEST_MAIN(QApplication, new MainWindowTest, new PanelsTest, new SideDialogsTest, new FrameTableTest)
 #include "tst_window.moc"
