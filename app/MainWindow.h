@@ -18,6 +18,7 @@ class MyTableModel;
 class recvThread;
 class sendThread;
 class fileDlg;
+class listSendDlg;
 class SiftDialog;
 class valueDialog;
 class BusStatsWindow;
@@ -37,6 +38,7 @@ public:
     // Used by tests and the benchmark to look at what the user sees.
     MyTableModel *frameModel() const { return m_model; }
     fileDlg *fileSendDialog() const { return m_fileDlg; }
+    listSendDlg *listSendDialog() const { return m_listDlg; }
     SiftDialog *siftDialog() const { return m_sift; }
     // The bus statistics window, made when first opened (nullptr until then).
     BusStatsWindow *busStatsWindow() const { return m_busStats; }
@@ -50,6 +52,8 @@ public:
     static QString buildDateText(const QString &cDate);
     bool switchLanguage(const QString &catalogue, int code);
     void openSiftFor(int column, const QPoint &at);
+    // The frame table's "add to list send": the selected rows become list rows.
+    void addSelectedFramesToList();
     QStringList distinctValues(int column) const;
     void writeLog(const QString &msg);
     void handleDeviceClosed();
@@ -138,6 +142,7 @@ private:
     std::unique_ptr<Ui::MainWindow> ui;
     MyTableModel *m_model = nullptr;
     fileDlg *m_fileDlg = nullptr;
+    listSendDlg *m_listDlg = nullptr;
     SiftDialog *m_sift = nullptr;
     valueDialog *m_valueDlg = nullptr;
     BusStatsWindow *m_busStats = nullptr;

@@ -12,6 +12,7 @@
 #include "Prompt.h"
 #include "SettingsStore.h"
 #include "SiftDialog.h"
+#include "listSendDlg.h"
 #include "recvThread.h"
 #include "savefileDlg.h"
 
@@ -307,8 +308,39 @@ void MainWindow::on_tableView_customContextMenuRequested(const QPoint &pos)
     if (chosen == all) {
         m_model->setFilter(column, QStringList());
         applyFilterToView();
-    } else if (chosen == sift)
+    } else if (chosen == sift) {
         openSiftFor(column, at);
+    }
+}
+
+void MainWindow::addSelectedFramesToList()
+{
+    QList<int> rows;
+    for (const QModelIndex &i : ui->tableView->selectionModel()->selectedRows())
+        if (!ui->tableView->isRowHidden(i.row()))
+            rows << i.row();
+    std::sort(rows.begin(), rows.end());
+    QList<ListSendRow> list;
+    for (int r : qAsConst(rows)) {
+        ModelItem item;
+        item.channel = m_model->cellText(r, MyTableModel::ChannelColumn).toUInt() == 2 ? 1 : 0;
+        item.idText = m_model->cellText(r, MyTableModel::IdColumn);
+        item.formatText = m_model->cellText(r, MyTableModel::FormatColumn);
+        item.typeText = m_model->cellText(r, MyTableModel::TypeColumn);
+        item.dlcText = m_model->cellText(r, MyTableModel::DlcColumn);
+        item.protocolText = m_model->cellText(r, MyTableModel::ProtocolColumn);
+        item.dataText = m_model->cellText(r, MyTableModel::DataColumn);
+        list << ListSendRow::fromFrame(item);
+    }
+    if (list.isEmpty()) {
+        Prompt::warning(this, Lang::noticeTitle(),
+            Lang::pick(QStringLiteral("请先在帧列表中选中一帧！"), QStringLiteral("請先在幀列表中選中一幀！"),
+                QStringLiteral("Please select a frame in the frame list first!")));
+        return;
+    }
+    m_listDlg->addRows(list);
+    m_listDlg->show();
+    m_listDlg->raise();
 }
 
 void MainWindow::openSiftFor(int column, const QPoint &at)

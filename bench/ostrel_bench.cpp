@@ -1,7 +1,7 @@
 // The frame pipeline under load, on the built-in simulated adapter: the real
 // receive and send threads with their batch builders, the real main window
 // (refresh tick, table shown at its 1000-row cap, counters) and a real
-// capture file. Prints one line per figure B1..B6 with its target and, where
+// capture file, and the list send. Prints one line per figure B1..B7 with its target and, where
 // one applies, its ratio to L, the two-channel bus limit.
 //
 //   ostrel_bench           full run (about two minutes)
@@ -20,6 +20,7 @@
 #include "FileDialogs.h"
 #include "FrameText.h"
 #include "FreshProcess.h"
+#include "ListSendModel.h"
 #include "LogReader.h"
 #include "MainWindow.h"
 #include "ModelItem.h"
@@ -30,6 +31,7 @@
 #include "SettingsStore.h"
 #include "SimControl.h"
 #include "SimulatedAdapter.h"
+#include "listSendDlg.h"
 #include "recvThread.h"
 #include "savefileDlg.h"
 #include "sendThread.h"
@@ -912,6 +914,143 @@ void benchReplay(MainWindow &w, const QString &dir)
             .arg(errors.size()));
 }
 
+// CPU seconds of the list schedulers' threads so far, from the scheduler's own
+// accounting in nanoseconds (/proc/<tid>/schedstat): the clock ticks of
+// threadCpu() are too coarse for threads that run a few microseconds at a time.
+double schedulerSeconds()
+{
+    double sum = 0;
+    for (const QString &tid : QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile comm(QStringLiteral("/proc/self/task/%1/comm").arg(tid));
+        QFile stat(QStringLiteral("/proc/self/task/%1/schedstat").arg(tid));
+        if (comm.open(QIODevice::ReadOnly) && comm.readAll().startsWith("ListScheduler")
+            && stat.open(QIODevice::ReadOnly))
+            sum += double(stat.readAll().split(' ').value(0).toLongLong()) * 1e-9;
+    }
+    return sum;
+}
+
+// ---- B7: list send, 100 rows at 10 ms over both channels ------------------
+
+// Every row's frames as the other channel heard them, stamped by the device
+// at their end on the bus. A row's n-th frame should end at its phase +
+// n x 10 ms; the error of each frame is its distance from that ideal time.
+// The phase is the row's median over the run: device clock and start instant
+// fall out, and so does the bus's arbitration order, the same each round.
+// Drift: how far a row's median error in the last second of the run lies from
+// that in its first second.
+void benchListSend(MainWindow &w, const QString &dir)
+{
+    quiet(w);
+    constexpr int kRows = 100;
+    constexpr int kPeriodUs = 10000;
+    QList<ListSendRow> rows;
+    for (int i = 0; i < kRows; ++i) {
+        ListSendRow r;
+        r.channel = unsigned(i % 2);
+        r.id = uint32_t(0x100 + i);
+        r.protocol = 2; // CAN FD with bit-rate switch: 10,000 frames/s is about half the bus
+        r.length = 8;
+        r.fitData();
+        r.periodMs = kPeriodUs / 1000;
+        rows << r;
+    }
+    ListSendModel *list = w.listSendDialog()->model();
+    list->setRows(rows);
+    const QString path = dir + QStringLiteral("/b7.csv");
+    startCapture(w, path);
+    const int seconds = g_short ? 2 : 60;
+    const double scheduler0 = schedulerSeconds();
+    QElapsedTimer wall;
+    wall.start();
+    if (!list->startAll().isEmpty())
+        qFatal("the list was refused");
+    waitMs(seconds * 1000);
+    list->stopAll();
+    const double elapsed = double(wall.nsecsElapsed()) * 1e-9;
+    quint64 sent = 0;
+    for (int i = 0; i < kRows; ++i)
+        sent += list->sentCount(i);
+    waitMs(300); // the last frames reach the table and the file
+    stopCapture(w);
+
+    const double schedulerCpu = schedulerSeconds() - scheduler0;
+
+    std::map<QByteArray, std::vector<qint64>> heard; // "channel/id" -> device time stamps (us)
+    CaptureReader capture(path);
+    QList<QByteArray> f;
+    while (capture.next(f)) {
+        if (f.size() < 11 || f.at(4) != "Rx")
+            continue;
+        heard[f.at(3) + '/' + f.at(5)].push_back(f.at(2).mid(2).toLongLong(nullptr, 16));
+    }
+    QFile::remove(path);
+
+    std::vector<double> errors;
+    std::vector<double> firstLate; // how much later than its row's schedule the first frame came
+    double drift = 0;
+    quint64 skipped = 0;
+    quint64 received = 0;
+    for (auto &h : heard) {
+        std::vector<qint64> &ts = h.second;
+        std::sort(ts.begin(), ts.end());
+        received += ts.size();
+        // The ideal schedule is phase + n x period; the phase (device clock
+        // against the scheduler's start) is the row's median, so neither a
+        // late first frame nor a few late ones move it.
+        // A slot the scheduler skipped after a stall leaves a gap: each
+        // frame's slot is read from its distance to the first one.
+        std::vector<double> offsets;
+        for (size_t n = 0; n < ts.size(); ++n) {
+            const qint64 slot = (ts[n] - ts[0] + kPeriodUs / 2) / kPeriodUs;
+            offsets.push_back(double(ts[n] - slot * kPeriodUs));
+            if (n + 1 == ts.size())
+                skipped += quint64(slot + 1) - ts.size();
+        }
+        const double phase = percentile(offsets, 0.5);
+        std::vector<double> first, last;
+        for (size_t n = 0; n < ts.size(); ++n) {
+            const double e = offsets[n] - phase;
+            errors.push_back(std::abs(e) / 1000.0);
+            if (ts[n] - ts[0] < 1000000)
+                first.push_back(e);
+            if (ts.back() - ts[n] < 1000000)
+                last.push_back(e);
+        }
+        if (!offsets.empty())
+            firstLate.push_back((offsets[0] - phase) / 1000.0);
+        // Medians, so that a stall of the machine in either second does not count as drift.
+        if (!first.empty() && !last.empty())
+            drift = std::max(drift, std::abs(percentile(last, 0.5) - percentile(first, 0.5)) / 1000.0);
+    }
+    const double p50 = percentile(errors, 0.5), p99 = percentile(errors, 0.99), max = percentile(errors, 1.0);
+    verdict(QStringLiteral("B7"), p50 <= 0.2 && p99 <= 1.0 && drift <= 0.1,
+        QStringLiteral("list send, %1 rows at 10 ms on both channels for %2 s: period error p50 %3 ms, p99 %4 ms, "
+                       "max %5 ms, drift %6 ms (target p50 <= 0.2 ms, p99 <= 1 ms, no drift)")
+            .arg(kRows)
+            .arg(seconds)
+            .arg(p50, 0, 'f', 3)
+            .arg(p99, 0, 'f', 3)
+            .arg(max, 0, 'f', 3)
+            .arg(drift, 0, 'f', 3));
+    note(QStringLiteral("%1 frames sent (%2 frames/s), %3 heard on the other channel in %4 rows; scheduler threads "
+                        "%5 % of one core (%6 us CPU per frame)")
+             .arg(sent)
+             .arg(grouped(double(sent) / elapsed))
+             .arg(received)
+             .arg(heard.size())
+             .arg(100.0 * schedulerCpu / elapsed, 0, 'f', 1)
+             .arg(1e6 * schedulerCpu / std::max<double>(1.0, double(sent)), 0, 'f', 2));
+    note(QStringLiteral("first frame of a row after its start: p50 %1 ms, max %2 ms late (thread start-up, not in the "
+                        "figures above); frames more than 1 ms off: %3 of %4; slots skipped after a stall: %5")
+             .arg(percentile(firstLate, 0.5), 0, 'f', 3)
+             .arg(percentile(firstLate, 1.0), 0, 'f', 3)
+             .arg(std::count_if(errors.begin(), errors.end(), [](double e) { return e > 1.0; }))
+             .arg(errors.size())
+             .arg(skipped));
+    list->setRows({});
+}
+
 // ---- Profiling aids, not figures: --only=paint, --only=tick -------------
 // The GUI thread's two costs at L without the bus, the worker threads or the
 // rest of the machine, so that they can be counted in instructions:
@@ -1075,6 +1214,8 @@ int main(int argc, char *argv[])
             benchMemory(w, folder.path());
         if (wanted("B6"))
             benchReplay(w, folder.path());
+        if (wanted("B7"))
+            benchListSend(w, folder.path());
         // Profiling aids: only when asked for by name.
         if (profiling)
             profileDisplay(w, folder.path(), !g_only.contains(QStringLiteral("paint")));

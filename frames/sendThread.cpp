@@ -7,6 +7,7 @@
 #include "LogFormat.h"
 #include "LogReader.h"
 #include "PendingFrames.h"
+#include "SendRules.h"
 
 #include <QFile>
 #include <QTextStream>
@@ -122,20 +123,10 @@ void sendThread::emitChannelText(const char *zh, const char *zht, const char *en
 
 void sendThread::advanceFrame()
 {
-    if (m_idIncrement) {
-        ++m_id;
-        if (m_extended ? m_id == 0x20000000u : m_id == 0x800u)
-            m_id = 0;
-    }
-    if (m_dataIncrement) {
-        // The first `length` bytes form one little-endian number; a carry out
-        // of the last byte is dropped.
-        const uint n = std::min<uint>(m_length, sizeof m_data);
-        for (uint i = 0; i < n; ++i) {
-            if (++m_data[i] != 0)
-                break;
-        }
-    }
+    if (m_idIncrement)
+        m_id = SendRules::nextId(m_id, m_extended != 0);
+    if (m_dataIncrement)
+        SendRules::incrementData(m_data, std::min<uint>(m_length, sizeof m_data));
 }
 
 void sendThread::runCount()
@@ -168,22 +159,10 @@ void sendThread::runCount()
         const uint32_t idWordFlags = makeFrameId(0, m_extended, m_remote, 0);
         for (uint i = 0; i < batch; ++i) {
             const uint32_t idWord = m_id | idWordFlags;
-            if (m_canFd) {
-                CanFdTransmitRecord &rec = fdRecords[i];
-                std::memset(&rec, 0, sizeof rec);
-                rec.id = idWord;
-                rec.length = uint8_t(std::min<uint>(m_length, sizeof rec.data));
-                rec.flags = m_bitRateSwitch;
-                std::memcpy(rec.data, m_data, sizeof rec.data);
-                rec.transmitType = m_transmitType;
-            } else {
-                CanTransmitRecord &rec = canRecords[i];
-                std::memset(&rec, 0, sizeof rec);
-                rec.id = idWord;
-                rec.length = uint8_t(std::min<uint>(m_length, sizeof rec.data));
-                std::memcpy(rec.data, m_data, sizeof rec.data);
-                rec.transmitType = m_transmitType;
-            }
+            if (m_canFd)
+                SendRules::fillRecord(fdRecords[i], idWord, m_length, m_data, m_bitRateSwitch, m_transmitType);
+            else
+                SendRules::fillRecord(canRecords[i], idWord, m_length, m_data, m_transmitType);
             advanceFrame();
         }
 
@@ -447,18 +426,13 @@ bool sendThread::sendFileRow(const QStringList &fields)
 
     // Failures of single rows are ignored in the file mode.
     if (canFd) {
-        CanFdTransmitRecord rec {};
-        rec.id = idWord;
-        rec.length = std::min<uint8_t>(length, sizeof rec.data);
-        rec.flags = bitRateSwitch ? 1 : 0;
-        std::memcpy(rec.data, data, sizeof rec.data);
+        CanFdTransmitRecord rec;
+        SendRules::fillRecord(rec, idWord, length, data, bitRateSwitch ? 1 : 0, 0);
         sendCanFd(channel, &rec, 1);
         buildCanFdBatch(&rec, 1, uint16_t(channel));
     } else {
-        CanTransmitRecord rec {};
-        rec.id = idWord;
-        rec.length = std::min<uint8_t>(length, sizeof rec.data);
-        std::memcpy(rec.data, data, sizeof rec.data);
+        CanTransmitRecord rec;
+        SendRules::fillRecord(rec, idWord, length, data, 0);
         sendCan(channel, &rec, 1);
         buildCanBatch(&rec, 1, uint16_t(channel));
     }

@@ -77,6 +77,58 @@
         <source>关闭</source>
         <translation>Close</translation>
     </message>
+    <message>
+        <source>添加</source>
+        <translation>Add</translation>
+    </message>
+    <message>
+        <source>复制</source>
+        <translation>Duplicate</translation>
+    </message>
+    <message>
+        <source>删除</source>
+        <translation>Delete</translation>
+    </message>
+    <message>
+        <source>上移</source>
+        <translation>Move Up</translation>
+    </message>
+    <message>
+        <source>下移</source>
+        <translation>Move Down</translation>
+    </message>
+    <message>
+        <source>编辑数据</source>
+        <translation>Edit Data</translation>
+    </message>
+    <message>
+        <source>打开...</source>
+        <translation>Open...</translation>
+    </message>
+    <message>
+        <source>另存为...</source>
+        <translation>Save As...</translation>
+    </message>
+    <message>
+        <source>开始</source>
+        <translation>Start</translation>
+    </message>
+    <message>
+        <source>停止</source>
+        <translation>Stop</translation>
+    </message>
+    <message>
+        <source>全部开始</source>
+        <translation>Start All</translation>
+    </message>
+    <message>
+        <source>打开列表文件</source>
+        <translation>Open List File</translation>
+    </message>
+    <message>
+        <source>保存列表文件</source>
+        <translation>Save List File</translation>
+    </message>
 </context>
 <context>
     <name>savefileDlg</name>
