@@ -206,4 +206,5 @@ private:
     QAction *m_dbcInfo[2] = { nullptr, nullptr };
     QAction *m_loadExample = nullptr;
     QAction *m_clearDbc = nullptr;
+    qint64 m_signalTickNs = 0; // the frame clock when the refresh tick began its round
 };

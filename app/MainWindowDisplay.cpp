@@ -104,6 +104,8 @@ void MainWindow::refreshDisplay()
         // loaded and the list is shown or a signal is plotted.
         const bool watching = m_signals->hasDatabases() && (m_plotDock->isVisible() || m_signals->hasChosen());
         const double signalNow = watching ? m_signals->now() : 0.0;
+        if (watching)
+            m_signalTickNs = frameClockNs();
         // The round's numbers are taken from the frame counter in one step.
         quint64 index = takeFrameIndices(quint64(rows.size()));
         for (int i = 0; i < rows.size(); ++i) {

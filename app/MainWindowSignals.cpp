@@ -345,18 +345,34 @@ void MainWindow::showSelectedSignals()
 }
 
 // Called by the refresh tick for every frame while signals are watched: one
-// identifier look-up, and for a described message its bytes and time.
+// identifier look-up, and for a described message its bytes and time. Records
+// from the batch builders carry the identifier word and time stamps; others
+// (the batch slots, tests) are read from their texts.
 void MainWindow::offerToSignals(const ModelItem &item, double hostNow)
 {
+    const bool raw = item.hostTimeNs != 0;
     quint32 id = 0;
     bool extended = false;
-    if (!parseId(item.idText, id, extended))
+    if (raw) {
+        if (item.idWord & 0x40000000u)
+            return; // a remote frame carries no signals
+        id = item.idWord & 0x1FFFFFFFu;
+        extended = item.idWord & 0x80000000u;
+    } else if (!parseId(item.idText, id, extended)) {
         return;
+    }
     const int ch = item.channel ? 1 : 0;
     const int message = m_signals->find(ch, id, extended);
     if (message < 0)
         return;
     uchar bytes[64];
     const int n = parseData(item.dataText, bytes, 64);
-    m_signals->offer(ch, message, bytes, n, m_signals->frameTime(ch, parseTimeStamp(item.timeStamp), hostNow));
+    if (n == 0)
+        return; // nothing to decode; the last values stay those of the last data
+    double time = hostNow;
+    if (raw && item.direction == 0)
+        time = hostNow - double(m_signalTickNs - item.hostTimeNs) * 1e-9; // sent: when the sender made it
+    else
+        time = m_signals->frameTime(ch, raw ? qint64(item.deviceTimeUs) : parseTimeStamp(item.timeStamp), hostNow);
+    m_signals->offer(ch, message, bytes, n, time);
 }
