@@ -159,8 +159,8 @@ int main(int argc, char *argv[])
     // setting in this comparison (it uses zlib's default, as the row above).
     const double fast = writeRate(dir.filePath(QStringLiteral("fast.blf")), frames, 1);
     ok = ok && fast > 0;
-    std::printf("%-8s %12.0f/s  (BLF at zlib level 1, as live capture writes it) %8.1fx L\n", "blf/1", fast,
-        fast / kBusLimit);
+    std::printf(
+        "%-8s %12.0f/s  (BLF at zlib level 1, as live capture writes it) %8.1fx L\n", "blf/1", fast, fast / kBusLimit);
     if (!ok)
         std::printf("a writer or reader failed or lost frames\n");
     return ok ? 0 : 1;
