@@ -48,6 +48,8 @@ public:
     QStringList distinctValues(int column) const;
     void writeLog(const QString &msg);
     void handleDeviceClosed();
+    // The close action: device-closed handling, plain title.
+    void deviceClosedByUser();
     // After the open dialog: start the receive thread of each channel it opened.
     void channelsOpened(bool ch0, bool ch1);
 
@@ -98,6 +100,7 @@ private slots:
 
     // Menus
     void openDeviceAction();
+    void interfaceAction();
     void upgradeAction();
 
 private:
