@@ -205,8 +205,8 @@ QString settingsLeftText(const Channel &ch, const Settings &s, bool bitRateTaken
                     .arg(CanBitRates::data(s.data));
     }
     if (s.standard == 1)
-        left << Lang::pick(
-            QStringLiteral("CANFD BOSCH 标准"), QStringLiteral("CANFD BOSCH 標準"), QStringLiteral("CANFD BOSCH standard"));
+        left << Lang::pick(QStringLiteral("CANFD BOSCH 标准"), QStringLiteral("CANFD BOSCH 標準"),
+            QStringLiteral("CANFD BOSCH standard"));
     if (s.workMode == 1)
         left << Lang::pick(QStringLiteral("只听模式"), QStringLiteral("只聽模式"), QStringLiteral("listen-only mode"));
     if (s.termination)
@@ -237,7 +237,8 @@ QString settingsLeftText(const Channel &ch, const Settings &s, bool bitRateTaken
     }
     return Lang::pick(QStringLiteral("通道%1（%2）：接口未接受%3，保持其自身配置；设置方法：%4"),
         QStringLiteral("通道%1（%2）：介面未接受%3，保持其自身配置；設置方法：%4"),
-        QStringLiteral("Channel %1 (%2): the interface did not take %3 and keeps its own configuration; set it with: %4"))
+        QStringLiteral(
+            "Channel %1 (%2): the interface did not take %3 and keeps its own configuration; set it with: %4"))
         .arg(ch.index + 1)
         .arg(Interfaces::channelText(ch.itf), left.join(QStringLiteral(", ")), how);
 }
@@ -632,9 +633,8 @@ struct CanBusAdapter::Impl {
                 if (r.transmitType > 3)
                     break;
                 if (c.tx.size() >= kTransmitQueue) {
-                    c.txSpace.wait_for(l, kTransmitWait, [&] {
-                        return c.tx.size() < kTransmitQueue || c.handle.load() != handle || c.lost.load();
-                    });
+                    c.txSpace.wait_for(l, kTransmitWait,
+                        [&] { return c.tx.size() < kTransmitQueue || c.handle.load() != handle || c.lost.load(); });
                     if (c.tx.size() >= kTransmitQueue)
                         break;
                 }
@@ -808,10 +808,7 @@ uint32_t CanBusAdapter::closeDevice(uint32_t device)
     return 1;
 }
 
-bool CanBusAdapter::isOpenDevice(uint32_t device) const
-{
-    return device != 0 && device == d->deviceHandle.load();
-}
+bool CanBusAdapter::isOpenDevice(uint32_t device) const { return device != 0 && device == d->deviceHandle.load(); }
 
 uint32_t CanBusAdapter::deviceStatus(uint32_t device)
 {

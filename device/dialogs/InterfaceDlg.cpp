@@ -128,8 +128,7 @@ void InterfaceDlg::fillChannel2(const Interfaces::Mapping &current)
     int select = 0;
     list.append(Choice { Choice::None, first.backend, {} });
     const Interfaces::Backend *b = Interfaces::find(first.backend);
-    const QList<Interfaces::Interface> found
-        = b && b->interfaces ? b->interfaces() : QList<Interfaces::Interface>();
+    const QList<Interfaces::Interface> found = b && b->interfaces ? b->interfaces() : QList<Interfaces::Interface>();
     const bool same = current.backend == first.backend;
     for (const Interfaces::Interface &itf : found) {
         if (same && current.channel[1] == itf)

@@ -190,7 +190,8 @@ private slots:
     void openBothChannels()
     {
         openDeviceFromMenu(w);
-        QVERIFY2(logText(w).contains("通道1打开成功！") && logText(w).contains("通道2打开成功！"), qPrintable(logText(w)));
+        QVERIFY2(
+            logText(w).contains("通道1打开成功！") && logText(w).contains("通道2打开成功！"), qPrintable(logText(w)));
         QTRY_COMPARE_WITH_TIMEOUT(
             w->windowTitle(), QString("Ostrel-V1.17 - CH1 virtualcan can0, CH2 virtualcan can0"), 3000);
         // virtualcan takes no bit rate: each channel says so once, with what it kept.
@@ -277,15 +278,18 @@ private slots:
         columns<QStringList, QCanBusFrame>({ "fields", "expected" });
         QCanBusFrame classic(0x7FF, QByteArray::fromHex("DEADBEEF0102"));
         QTest::newRow("classic") << QStringList { "ch1FrameTypeCombo=0", "ch1FrameDataCombo=0", "ch1ProtocolCombo=0",
-            "ch1SendIDEdit=7FF", "ch1sendLenCombo=6", "ch1SendDataEdit=DE AD BE EF 01 02" } << classic;
+            "ch1SendIDEdit=7FF", "ch1sendLenCombo=6", "ch1SendDataEdit=DE AD BE EF 01 02" }
+                                 << classic;
         QCanBusFrame extended(0x1FFFFFFF, QByteArray::fromHex("55"));
         extended.setExtendedFrameFormat(true);
-        QTest::newRow("extended") << QStringList { "ch1FrameTypeCombo=1", "ch1FrameDataCombo=0",
-            "ch1ProtocolCombo=0", "ch1SendIDEdit=1FFFFFFF", "ch1sendLenCombo=1", "ch1SendDataEdit=55" } << extended;
+        QTest::newRow("extended") << QStringList { "ch1FrameTypeCombo=1", "ch1FrameDataCombo=0", "ch1ProtocolCombo=0",
+            "ch1SendIDEdit=1FFFFFFF", "ch1sendLenCombo=1", "ch1SendDataEdit=55" }
+                                  << extended;
         QCanBusFrame remote(0x1A5, QByteArray(3, 0));
         remote.setFrameType(QCanBusFrame::RemoteRequestFrame);
         QTest::newRow("remote") << QStringList { "ch1FrameTypeCombo=0", "ch1FrameDataCombo=1", "ch1SendIDEdit=1A5",
-            "ch1sendLenCombo=3", "ch1SendDataEdit=11 22 33" } << remote;
+            "ch1sendLenCombo=3", "ch1SendDataEdit=11 22 33" }
+                                << remote;
         QByteArray bytes;
         QStringList hex;
         for (int i = 0; i < 64; ++i) {
@@ -296,15 +300,15 @@ private slots:
         fd.setExtendedFrameFormat(true);
         fd.setFlexibleDataRateFormat(true);
         fd.setBitrateSwitch(true);
-        QTest::newRow("fd 64 bytes, bit-rate switch")
-            << QStringList { "ch1FrameTypeCombo=1", "ch1FrameDataCombo=0", "ch1ProtocolCombo=2",
-                   "ch1SendIDEdit=10203", "ch1sendLenCombo=15", "ch1SendDataEdit=" + hex.join(' ') }
-            << fd;
+        QTest::newRow("fd 64 bytes, bit-rate switch") << QStringList { "ch1FrameTypeCombo=1", "ch1FrameDataCombo=0",
+            "ch1ProtocolCombo=2", "ch1SendIDEdit=10203", "ch1sendLenCombo=15", "ch1SendDataEdit=" + hex.join(' ') }
+                                                      << fd;
         QCanBusFrame fdPlain(0x321, QByteArray::fromHex("0102030405060708090A0B0C0D0E0F10"));
         fdPlain.setFlexibleDataRateFormat(true);
         QTest::newRow("fd 16 bytes") << QStringList { "ch1FrameTypeCombo=0", "ch1FrameDataCombo=0",
             "ch1ProtocolCombo=1", "ch1SendIDEdit=321", "ch1sendLenCombo=10",
-            "ch1SendDataEdit=01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F 10" } << fdPlain;
+            "ch1SendDataEdit=01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F 10" }
+                                     << fdPlain;
     }
     void ostrelSendsByteForByte()
     {
@@ -341,7 +345,8 @@ private slots:
     {
         QVERIFY(isDeviceOpen());
         chooseInterface(w, [](InterfaceDlg *dlg) {
-            QCOMPARE(child<QComboBox>(dlg, "ch1Combo")->currentText(), QString("virtualcan: can0 (Qt Virtual CAN bus)"));
+            QCOMPARE(
+                child<QComboBox>(dlg, "ch1Combo")->currentText(), QString("virtualcan: can0 (Qt Virtual CAN bus)"));
             pick(dlg, "ch1Combo", "内置模拟");
         });
         QVERIFY(!isDeviceOpen());
@@ -492,7 +497,8 @@ private slots:
             QCOMPARE(quint32(got.size()), m_relay->sent());
             for (int i = 0; i < got.size(); ++i) {
                 const QStringList bytes = got.at(i).at(10).mid(3).split(' ', Qt::SkipEmptyParts);
-                const quint32 seq = (bytes.value(3) + bytes.value(2) + bytes.value(1) + bytes.value(0)).toUInt(nullptr, 16);
+                const quint32 seq
+                    = (bytes.value(3) + bytes.value(2) + bytes.value(1) + bytes.value(0)).toUInt(nullptr, 16);
                 QCOMPARE(seq, quint32(i));
             }
         }
