@@ -113,8 +113,7 @@ class BackendTest : public QObject {
             }(),
             5000);
         QTest::qWait(200);
-        while (receiveCan(0, rec, 16, 0) + receiveCan(1, rec, 16, 0) > 0) {
-        }
+        while (receiveCan(0, rec, 16, 0) + receiveCan(1, rec, 16, 0) > 0) { }
     }
 
 private slots:
