@@ -141,6 +141,8 @@ class CanBusWindowTest : public QObject {
 private slots:
     void initTestCase()
     {
+        QVERIFY2(QCanBus::instance()->plugins().contains("virtualcan"),
+            "Qt's virtualcan plugin is missing: install libqt5serialbus5-plugins");
         freshProcess();
         registerBackends();
         m_install = std::make_unique<Install>();

@@ -119,6 +119,8 @@ class BackendTest : public QObject {
 private slots:
     void initTestCase()
     {
+        QVERIFY2(QCanBus::instance()->plugins().contains("virtualcan"),
+            "Qt's virtualcan plugin is missing: install libqt5serialbus5-plugins");
         freshProcess();
         Interfaces::clearForTests();
         Interfaces::add(canBusBackend());
