@@ -2,6 +2,7 @@
 #include "ui_MainWindow.h"
 
 #include "AppPaths.h"
+#include "BusStatsWindow.h"
 #include "DeviceActions.h"
 #include "DeviceLayer.h"
 #include "DpiScaler.h"
@@ -86,6 +87,9 @@ MainWindow::MainWindow(QWidget *parent)
 
     m_model = new MyTableModel(this);
     ui->tableView->setModel(m_model);
+    m_busStatsAction = new QAction(this);
+    m_busStatsAction->setObjectName(QStringLiteral("actionBusStats"));
+    ui->menuInfo->insertAction(ui->actionClearLog, m_busStatsAction);
     setLa();
 
     DpiScaler::attach(this);
@@ -134,6 +138,7 @@ MainWindow::MainWindow(QWidget *parent)
     });
 
     connect(ui->actionDeviceInfo, &QAction::triggered, this, [this] { DeviceActions::showDeviceInfo(this); });
+    connect(m_busStatsAction, &QAction::triggered, this, &MainWindow::openBusStats);
     for (QAction *a : { ui->actionChinese, ui->actionTraditional, ui->actionEnglish })
         connect(a, &QAction::triggered, this, [this, a](bool checked) { languageTriggered(a, checked); });
     connect(ui->actionAbout, &QAction::triggered, this, [this] {
@@ -231,6 +236,17 @@ void MainWindow::setTitle(const QString &title)
 
 QMenu *MainWindow::helpMenu() const { return ui->menuHelp; }
 
+// Made on first use and kept, so its history survives closing; it counts
+// only while it is open.
+void MainWindow::openBusStats()
+{
+    if (!m_busStats)
+        m_busStats = new BusStatsWindow(this);
+    m_busStats->show();
+    m_busStats->raise();
+    m_busStats->activateWindow();
+}
+
 void MainWindow::setLa()
 {
     auto p = [](const char *zh, const char *zht, const char *en) {
@@ -244,6 +260,7 @@ void MainWindow::setLa()
     ui->actionCanSetting->setText(p("CAN参数设置(&C)", "CAN參數設置(&C)", "CAN Setting(&C)"));
     ui->menuInfo->setTitle(p("信息(&I)", "信息(&I)", "Information(&I)"));
     ui->actionDeviceInfo->setText(p("设备信息(&I)", "設備信息(&I)", "Device Info(&I)"));
+    m_busStatsAction->setText(p("总线统计(&B)", "總線統計(&B)", "Bus Statistics(&B)"));
     ui->actionViewParam->setText(p("显示(&V)", "顯示(&V)", "View(&V)"));
     ui->actionClearLog->setText(p("清空日志(&D)", "清空日志(&D)", "Clear Log(&D)"));
     ui->menuLanguage->setTitle(p("语言(&L)", "語言(&L)", "Language(&L)"));
@@ -302,6 +319,11 @@ void MainWindow::changeEvent(QEvent *event)
         // headers and the current title are ours.
         setLa();
         setWindowTitle(m_title);
+    }
+    if (event->type() == QEvent::WindowStateChange) {
+        // Frames keep arriving while the window is minimised; the table is
+        // drawn once when it comes back, not at every tick in between.
+        ui->tableView->setUpdatesEnabled(!isMinimized());
     }
     QMainWindow::changeEvent(event);
 }

@@ -20,6 +20,7 @@ class sendThread;
 class fileDlg;
 class SiftDialog;
 class valueDialog;
+class BusStatsWindow;
 
 namespace Ui {
 class MainWindow;
@@ -37,6 +38,10 @@ public:
     MyTableModel *frameModel() const { return m_model; }
     fileDlg *fileSendDialog() const { return m_fileDlg; }
     SiftDialog *siftDialog() const { return m_sift; }
+    // The bus statistics window, made when first opened (nullptr until then).
+    BusStatsWindow *busStatsWindow() const { return m_busStats; }
+    QAction *busStatsAction() const { return m_busStatsAction; }
+    void openBusStats();
     QMenu *helpMenu() const;
     recvThread *receiver(int ch) const { return m_recv[ch ? 1 : 0]; }
     sendThread *sender(int ch) const { return m_send[ch ? 1 : 0]; }
@@ -137,6 +142,8 @@ private:
     fileDlg *m_fileDlg = nullptr;
     SiftDialog *m_sift = nullptr;
     valueDialog *m_valueDlg = nullptr;
+    BusStatsWindow *m_busStats = nullptr;
+    QAction *m_busStatsAction = nullptr;
     QTranslator *m_translator = nullptr;
     QActionGroup *m_languageGroup = nullptr;
     recvThread *m_recv[2] = { nullptr, nullptr };

@@ -27,6 +27,7 @@ int main(int argc, char *argv[])
     sim.key = QStringLiteral("sim");
     sim.haldenD2 = true;
     sim.driverFor = [](Interfaces::Mapping &) { return simulatedDriver(); };
+    sim.extension = simulatedExtension();
     Interfaces::add(sim);
     Interfaces::add(canBusBackend());
     // Until the window restores a stored choice: the adapter's own library

@@ -9,8 +9,11 @@
 //   ostrel_bench --short   a few seconds in all (CI: must run, numbers not judged)
 //
 // Run it offscreen: QT_QPA_PLATFORM=offscreen (scripts/ostrel.sh bench does).
-// --only=B1,B3 runs just those figures (for profiling); BENCH_GAPS=1 lists
-// the replayed gaps that are more than 1 ms off.
+// --only=B1,B3 runs just those figures (for profiling; --only=paint and
+// --only=tick are the callgrind harness below); BENCH_GAPS=1 lists
+// the replayed gaps that are more than 1 ms off. --stats keeps the bus
+// statistics window open for the whole run (its counting and chart on).
+#include "BusTally.h"
 #include "BusTiming.h"
 #include "CanBusAdapter.h"
 #include "DeviceLayer.h"
@@ -20,6 +23,7 @@
 #include "Interfaces.h"
 #include "MainWindow.h"
 #include "ModelItem.h"
+#include "MyTableModel.h"
 #include "PendingFrames.h"
 #include "Prompt.h"
 #include "RuntimeFolder.h"
@@ -1049,6 +1053,90 @@ void benchReplay(MainWindow &w, const QString &dir)
             .arg(errors.size()));
 }
 
+// ---- Profiling aids, not figures: --only=paint, --only=tick -------------
+// The GUI thread's two costs at L without the bus, the worker threads or the
+// rest of the machine, so that they can be counted in instructions:
+//   valgrind --tool=callgrind --toggle-collect='*runTick*' ostrel_bench --only=tick
+//   valgrind --tool=callgrind --toggle-collect='*paintTable*' ostrel_bench --only=paint
+// Each round hands over one tick's worth of frames at L (100 ms of empty
+// CAN FD frames with bit-rate switch, half on each channel, made by the real
+// batch builders), runs the refresh tick and repaints the table, which is
+// shown at its 1000-row cap with the capture file open, as in B3.
+
+void handOverTick(MainWindow &w, quint64 &seq)
+{
+    static CanFdReceiveRecord fd[recvThread::kBufferCapacity];
+    const int perChannel = int(kL / 20);
+    for (int ch = 0; ch < 2; ++ch) {
+        for (int left = perChannel; left > 0;) {
+            const uint n = std::min(uint(left), recvThread::kBufferCapacity);
+            for (uint i = 0; i < n; ++i) {
+                fd[i] = CanFdReceiveRecord {};
+                fd[i].id = uint32_t((seq + i) & 0x7FF);
+                fd[i].flags = 1;
+                fd[i].timestamp = (seq + i) * 18;
+            }
+            w.receiver(ch)->buildCanFdBatch(fd, n);
+            left -= int(n);
+            seq += n;
+        }
+    }
+}
+
+double threadCpuMs()
+{
+    timespec t {};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return double(t.tv_sec) * 1e3 + double(t.tv_nsec) * 1e-6;
+}
+
+Q_NEVER_INLINE void runTick(MainWindow &w) { w.refreshDisplay(); }
+
+Q_NEVER_INLINE void paintTable(QTableView *view) { view->viewport()->repaint(); }
+
+void profileDisplay(MainWindow &w, const QString &dir, bool ticks)
+{
+    quiet(w);
+    const QString path = dir + QStringLiteral("/profile.csv");
+    startCapture(w, path);
+    auto *view = child<QTableView>(&w, "tableView");
+    quint64 seq = 0;
+    for (int k = 0; k < 2; ++k) { // the table at its cap
+        handOverTick(w, seq);
+        w.refreshDisplay();
+    }
+    const int rounds = g_short ? 5 : 20;
+    double tickCpu = 0, paintCpu = 0, stillCpu = 0;
+    for (int k = 0; k < rounds; ++k) {
+        handOverTick(w, seq);
+        double c0 = threadCpuMs();
+        runTick(w);
+        tickCpu += threadCpuMs() - c0;
+        c0 = threadCpuMs();
+        paintTable(view);
+        paintCpu += threadCpuMs() - c0;
+    }
+    if (!ticks) {
+        // The same picture again (an expose, a tooltip): nothing new to lay out.
+        for (int k = 0; k < rounds; ++k) {
+            const double c0 = threadCpuMs();
+            paintTable(view);
+            stillCpu += threadCpuMs() - c0;
+        }
+    }
+    stopCapture(w);
+    QFile::remove(path);
+    note(QStringLiteral(
+        "profile: %1 rounds of %2 frames; GUI thread CPU per tick %3 ms, per repaint after a tick %4 ms, "
+        "per repaint of an unchanged table %5 ms; %6 rows shown")
+             .arg(rounds)
+             .arg(2 * int(kL / 20))
+             .arg(tickCpu / rounds, 0, 'f', 2)
+             .arg(paintCpu / rounds, 0, 'f', 2)
+             .arg(ticks ? 0.0 : stillCpu / rounds, 0, 'f', 2)
+             .arg(w.frameModel()->rowCount()));
+}
+
 // The offscreen platform complains about every window it sizes; the rest of
 // Qt's messages still go out.
 QtMessageHandler g_standardMessages = nullptr;
@@ -1068,6 +1156,7 @@ int main(int argc, char *argv[])
     g_standardMessages = qInstallMessageHandler(quietMessages);
     BenchApp application(argc, argv);
     g_short = application.arguments().contains(QStringLiteral("--short"));
+    const bool withStats = application.arguments().contains(QStringLiteral("--stats"));
     for (const QString &a : application.arguments())
         if (a.startsWith(QLatin1String("--only=")))
             g_only = a.mid(7).split(QLatin1Char(','));
@@ -1076,6 +1165,8 @@ int main(int argc, char *argv[])
     printLine(QStringLiteral(
         "ostrel_bench (%1 mode), L = %2 frames/s (two channels, empty CAN FD frames, 1M/5M, bit-rate switch)")
                   .arg(g_short ? QStringLiteral("short") : QStringLiteral("full"), grouped(kL)));
+    if (withStats)
+        printLine(QStringLiteral("bus statistics window open for the whole run"));
 
     // A fresh install folder; the simulator's nodes are switched off so that
     // only the load under test is on the bus.
@@ -1085,6 +1176,10 @@ int main(int argc, char *argv[])
     freshProcess();
     SettingsStore::load(folder.path(QStringLiteral("config/setdb.txt")));
 
+    // With --stats the batch builders keep their tally from the start, as
+    // they do while the window is open.
+    if (withStats)
+        BusTally::setEnabled(true);
     if (wanted("B1"))
         benchFormatting();
 
@@ -1097,11 +1192,14 @@ int main(int argc, char *argv[])
         const char *labels[4] = { "labelCh1RxCount", "labelCh2RxCount", "labelCh1TxCount", "labelCh2TxCount" };
         for (int k = 0; k < 4; ++k)
             app()->counts[k] = child<QLabel>(&w, labels[k]);
-        if (!openBus(w)) {
+        const bool profiling = g_only.contains(QStringLiteral("paint")) || g_only.contains(QStringLiteral("tick"));
+        if (!profiling && !openBus(w)) {
             printLine(QStringLiteral("could not open the simulated adapter"));
             return 1;
         }
         SimControl::setNodesEnabled(false);
+        if (withStats)
+            w.openBusStats();
         if (!child<QTableView>(&w, "tableView")->isVisible())
             printLine(QStringLiteral("warning: the frame table is not visible"));
 
@@ -1115,6 +1213,9 @@ int main(int argc, char *argv[])
             benchReplay(w, folder.path());
         if (wanted("B7"))
             benchVirtualCan(w, folder.path());
+        // Profiling aids: only when asked for by name.
+        if (profiling)
+            profileDisplay(w, folder.path(), !g_only.contains(QStringLiteral("paint")));
         if (!Prompt::shown().isEmpty())
             printLine(QStringLiteral("warning: %1 message boxes came up").arg(Prompt::shown().size()));
     }

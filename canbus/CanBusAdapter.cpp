@@ -1,7 +1,7 @@
 #include "CanBusAdapter.h"
 
 #include "AcceptanceMasks.h"
-#include "CanBitRates.h"
+#include "BusTiming.h"
 #include "Lang.h"
 
 #include <QCanBus>
@@ -136,6 +136,8 @@ struct Channel {
     bool drainPosted = false;
 
     std::atomic<uint64_t> rxDropped { 0 }, errorFrames { 0 }, txFailed { 0 };
+    // The counts when the channel was last started.
+    std::atomic<uint64_t> droppedAtStart { 0 }, errorsAtStart { 0 };
     std::atomic<bool> interfaceFilters { false };
 };
 
@@ -153,18 +155,6 @@ int64_t parseHex(const char *text)
 
 uint64_t epochMicros() { return uint64_t(QDateTime::currentMSecsSinceEpoch()) * 1000u; }
 
-// The next length a CAN FD frame can carry (its DLC steps above 8 bytes).
-int fdLength(int length)
-{
-    static const int steps[] = { 8, 12, 16, 20, 24, 32, 48, 64 };
-    if (length <= 8)
-        return length;
-    for (int s : steps)
-        if (length <= s)
-            return s;
-    return 64;
-}
-
 // Identifier word, length and data of a transmit record as a frame on the bus.
 QCanBusFrame toFrame(uint32_t idWord, const uint8_t *data, unsigned length, bool fd, bool bitRateSwitch)
 {
@@ -181,7 +171,8 @@ QCanBusFrame toFrame(uint32_t idWord, const uint8_t *data, unsigned length, bool
     }
     if (fd) {
         QByteArray payload(reinterpret_cast<const char *>(data), int(std::min(length, 64u)));
-        payload.resize(fdLength(payload.size())); // padded with zero bytes, as the controller does
+        payload.resize(
+            BusTiming::fdPayloadLength(uint32_t(payload.size()))); // padded with zero bytes, as the controller does
         frame.setPayload(payload);
         frame.setFlexibleDataRateFormat(true);
         frame.setBitrateSwitch(bitRateSwitch);
@@ -201,8 +192,8 @@ QString settingsLeftText(const Channel &ch, const Settings &s, bool bitRateTaken
     } else if (!bitRateTaken) {
         left << Lang::pick(QStringLiteral("波特率 %1/%2 bit/s"), QStringLiteral("波特率 %1/%2 bit/s"),
             QStringLiteral("bit rates %1/%2 bit/s"))
-                    .arg(CanBitRates::arbitration(s.arbitration))
-                    .arg(CanBitRates::data(s.data));
+                    .arg(BusTiming::arbitrationRate(s.arbitration))
+                    .arg(BusTiming::dataRate(s.data));
     }
     if (s.standard == 1)
         left << Lang::pick(QStringLiteral("CANFD BOSCH 标准"), QStringLiteral("CANFD BOSCH 標準"),
@@ -219,8 +210,8 @@ QString settingsLeftText(const Channel &ch, const Settings &s, bool bitRateTaken
         const QString n = ch.itf.name;
         how = QStringLiteral("ip link set %1 down; ip link set %1 type can bitrate %2 dbitrate %3 fd on")
                   .arg(n)
-                  .arg(CanBitRates::arbitration(s.arbitration))
-                  .arg(CanBitRates::data(s.data));
+                  .arg(BusTiming::arbitrationRate(s.arbitration))
+                  .arg(BusTiming::dataRate(s.data));
         if (s.standard == 1)
             how += QStringLiteral(" fd-non-iso on");
         if (s.workMode == 1)
@@ -523,8 +514,8 @@ struct CanBusAdapter::Impl {
         }
         bool taken = true;
         if (!s.custom) {
-            const uint32_t arbitration = CanBitRates::arbitration(s.arbitration);
-            const uint32_t data = CanBitRates::data(s.data);
+            const uint32_t arbitration = BusTiming::arbitrationRate(s.arbitration);
+            const uint32_t data = BusTiming::dataRate(s.data);
             c.device->setConfigurationParameter(QCanBusDevice::BitRateKey, arbitration);
             c.device->setConfigurationParameter(QCanBusDevice::DataBitRateKey, data);
             // An interface that ignores or refuses a key does not keep it.
@@ -875,6 +866,8 @@ uint32_t CanBusAdapter::startChannel(uint32_t handle)
             std::lock_guard<std::mutex> l(c.rxLock);
             c.timeBase = epochMicros();
         }
+        c.droppedAtStart = c.rxDropped.load();
+        c.errorsAtStart = c.errorFrames.load();
         c.started = true;
     });
     return 1;
@@ -923,7 +916,7 @@ void CanBusAdapter::reapplyLater(int channel)
 uint32_t CanBusAdapter::setArbitrationBaud(uint32_t device, uint32_t channel, uint32_t index)
 {
     Channel &c = d->ch[channel ? 1 : 0];
-    if (!isOpenDevice(device) || !c.mapped() || CanBitRates::arbitration(index) == 0)
+    if (!isOpenDevice(device) || !c.mapped() || BusTiming::arbitrationRate(index) == 0)
         return 0;
     std::lock_guard<std::mutex> l(c.settingsLock);
     c.settings.arbitration = index;
@@ -934,7 +927,7 @@ uint32_t CanBusAdapter::setArbitrationBaud(uint32_t device, uint32_t channel, ui
 uint32_t CanBusAdapter::setDataBaud(uint32_t device, uint32_t channel, uint32_t index)
 {
     Channel &c = d->ch[channel ? 1 : 0];
-    if (!isOpenDevice(device) || !c.mapped() || CanBitRates::data(index) == 0)
+    if (!isOpenDevice(device) || !c.mapped() || BusTiming::dataRate(index) == 0)
         return 0;
     {
         std::lock_guard<std::mutex> l(c.settingsLock);
@@ -1042,6 +1035,17 @@ std::string CanBusAdapter::value(const char *path) const
     if (name == "tx_failed")
         return std::to_string(n.txFailed);
     return std::string();
+}
+
+uint32_t CanBusAdapter::readBusCounters(uint32_t handle, BusCounters *counters) const
+{
+    const int ci = d->channelOf(handle);
+    if (ci < 0 || !counters || !d->ch[ci].started.load())
+        return 0;
+    const Channel &c = d->ch[ci];
+    counters->errorFrames = c.errorFrames.load() - c.errorsAtStart.load();
+    counters->receiveOverflows = c.rxDropped.load() - c.droppedAtStart.load();
+    return 1;
 }
 
 CanBusAdapter::Counters CanBusAdapter::counters(int channel) const

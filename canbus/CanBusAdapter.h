@@ -59,6 +59,8 @@ public:
         bool interfaceFilters = false; // the interface took the identifier/mask filters
     };
     Counters counters(int channel) const;
+    // Error frames and overflows of a started channel since its start; 1 on success.
+    uint32_t readBusCounters(uint32_t handle, BusCounters *counters) const;
 
     // Ends the device thread (at application exit).
     void shutdown();
@@ -70,8 +72,10 @@ private:
     std::unique_ptr<Impl> d;
 };
 
-// The driver table whose operations forward to CanBusAdapter::instance().
+// The driver table whose operations forward to CanBusAdapter::instance(),
+// and its extension (error frames and receive overflows per channel).
 const KestrixDriver *canBusDriver();
+const KestrixExtension *canBusExtension();
 
 // The registry entry of this back-end (key "canbus"): lists QtSerialBus
 // plugins and interfaces and serves a mapping with the table above.

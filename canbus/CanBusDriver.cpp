@@ -72,6 +72,13 @@ const KestrixDriver g_table = { openDevice, closeDevice, getDeviceInfo, getDevic
     resetChannel, transmitCan, receiveCan, transmitCanFd, receiveCanFd, getPropertyInterface, updateDevice,
     setArbitrationBaud, setDataBaud, setCanFdStandard, resetDriver };
 
+uint32_t KX_CALL readBusCounters(uint32_t handle, BusCounters *counters)
+{
+    return bus().readBusCounters(handle, counters);
+}
+
+const KestrixExtension g_extension = { readBusCounters };
+
 QList<Interfaces::Interface> listInterfaces()
 {
     QList<Interfaces::Interface> out;
@@ -89,11 +96,14 @@ QList<Interfaces::Interface> listInterfaces()
 
 const KestrixDriver *canBusDriver() { return &g_table; }
 
+const KestrixExtension *canBusExtension() { return &g_extension; }
+
 Interfaces::Backend canBusBackend()
 {
     Interfaces::Backend b;
     b.key = QStringLiteral("canbus");
     b.haldenD2 = false;
+    b.extension = &g_extension;
     b.plugins = [] { return QCanBus::instance()->plugins(); };
     b.interfaces = listInterfaces;
     b.driverFor = [](Interfaces::Mapping &m) -> const KestrixDriver * {

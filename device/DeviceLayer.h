@@ -4,6 +4,7 @@
 // messages; the callers do.
 
 #include "DriverApi.h"
+#include "DriverExtension.h"
 
 #include <QMutex>
 #include <QString>
@@ -26,9 +27,26 @@ void resetDeviceState();
 
 // The driver table in use. The program's entry installs one back-end (the
 // Kestrix.dll binding or the built-in simulated adapter), tests install their
-// own; until then every operation fails as if no adapter were attached.
+// own; until then every operation fails as if no adapter were attached. A
+// back-end may install an extension table with it (Kestrix.dll has none);
+// installing a table without one removes the previous back-end's.
 const KestrixDriver &driver();
-void installDriver(const KestrixDriver *table);
+void installDriver(const KestrixDriver *table, const KestrixExtension *extension = nullptr);
+
+// Whether the installed back-end reports error frames and receive overflows.
+bool hasBusCounters();
+// The counters of an open channel since it was started; false when the
+// back-end has no extension, the channel is closed or the call fails.
+bool readBusCounters(unsigned ch, BusCounters &counters);
+
+// The bit rates (bit/s) last written to a channel by setBaudRate; 0 for both
+// while none was written since the device was opened, and after a custom
+// bit-rate text, whose rates only the driver knows.
+struct ChannelRates {
+    uint32_t arbitration = 0;
+    uint32_t data = 0;
+};
+ChannelRates configuredRates(unsigned ch);
 
 bool isDeviceOpen();
 bool isChannelOpen(unsigned ch);

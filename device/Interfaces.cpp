@@ -60,7 +60,7 @@ bool use(const Mapping &mapping)
     const KestrixDriver *table = b->driverFor(m);
     if (!table)
         return false;
-    installDriver(table);
+    installDriver(table, b->extension);
     g_current = m;
     return true;
 }

@@ -5,6 +5,7 @@
 // lists them and the choice is kept in the settings store. Neither this layer
 // nor the windows include a back-end: they reach it through this registry.
 #include "DriverApi.h"
+#include "DriverExtension.h"
 
 #include <QList>
 #include <QString>
@@ -43,6 +44,8 @@ struct Backend {
     // The driver table that serves the mapping (nullptr: cannot serve it); it
     // may complete the mapping (the interfaces' descriptions).
     std::function<const KestrixDriver *(Mapping &)> driverFor;
+    // Installed with the table (error frames, receive overflows); may be none.
+    const KestrixExtension *extension = nullptr;
 };
 
 // Registration, in the order the dialog lists them.

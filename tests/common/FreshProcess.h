@@ -16,7 +16,7 @@
 inline void freshProcess()
 {
     Interfaces::clearForTests();
-    installDriver(simulatedDriver());
+    installDriver(simulatedDriver(), simulatedExtension());
     SimControl::resetForTests();
     resetDeviceState();
     resetFrameCounter();

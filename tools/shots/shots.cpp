@@ -54,6 +54,7 @@ id = 0x100
 length = 8
 period = 200
 data = 00 10 27 64
+errors = 8
 
 [body]
 id = 0x18FF0010
@@ -497,6 +498,30 @@ void shootParts(MainWindow *w, const QString &lang)
     save(whole.copy(area.adjusted(-6, -6, 6, 6).intersected(whole.rect())), QStringLiteral("sendpanel_") + lang);
 }
 
+// Information → bus statistics while channel 1 sends a burst: a few seconds
+// of figures and chart (the engine node of the screenshot bus fails now and
+// then, so error frames show).
+void shootBusStats(MainWindow *w, const QString &lang)
+{
+    trigger(w, "actionBusStats");
+    auto *stats = w->findChild<QDialog *>(QStringLiteral("BusStatsWindow"));
+    if (!stats)
+        fail(QStringLiteral("no bus statistics window"));
+    stats->resize(1100, 600);
+    stats->move(40, 40);
+    setEdit(w, "ch1SendCountEdit", QStringLiteral("2500"));
+    setEdit(w, "ch1SendInvEdit", QStringLiteral("1"));
+    child<QCheckBox>(w, "ch1IDAddChk")->setChecked(false);
+    settle(2200);
+    click(w, "ch1SendBtn");
+    settle(4200);
+    click(w, "ch1StopSendBtn");
+    settle(3200);
+    shoot(stats, QStringLiteral("busstats_") + lang);
+    stats->close();
+    settle(100);
+}
+
 void tour(MainWindow *w, const char *languageAction, const QString &lang)
 {
     switchTo(w, languageAction);
@@ -508,6 +533,7 @@ void tour(MainWindow *w, const char *languageAction, const QString &lang)
     shootMenus(w, lang);
     shootFilterPopup(w, lang);
     shootDialogs(w, lang);
+    shootBusStats(w, lang);
     closeDevice(w);
 }
 
@@ -549,6 +575,7 @@ int main(int argc, char *argv[])
     sim.key = QStringLiteral("sim");
     sim.haldenD2 = true;
     sim.driverFor = [](Interfaces::Mapping &) { return simulatedDriver(); };
+    sim.extension = simulatedExtension();
     Interfaces::add(sim);
     Interfaces::add(canBusBackend());
     Interfaces::Mapping start;
