@@ -181,6 +181,11 @@ private slots:
         }
         QTRY_COMPARE_WITH_TIMEOUT(CanBusAdapter::instance().counters(1).rxDropped, uint64_t(extra), 10000);
         QCOMPARE(QString::fromLatin1(deviceState().property.load()->GetValue("1/rx_dropped")), QString("100"));
+        // The bus statistics read the same count through the driver extension.
+        BusCounters counters {};
+        QVERIFY(hasBusCounters() && readBusCounters(1, counters));
+        QCOMPARE(counters.receiveOverflows, uint64_t(extra));
+        QCOMPARE(counters.errorFrames, uint64_t(0));
         // The queue kept the oldest frames, in order.
         std::vector<CanReceiveRecord> out(capacity + 1);
         uint32_t n = 0;
