@@ -3,6 +3,7 @@
 
 #include "AppPaths.h"
 #include "BusStatsWindow.h"
+#include "CaptureFile.h"
 #include "DeviceActions.h"
 #include "DeviceLayer.h"
 #include "DpiScaler.h"
@@ -61,6 +62,13 @@ MainWindow::MainWindow(QWidget *parent)
     m_fileDlg->hide();
     connect(m_fileDlg, &fileDlg::send, this, &MainWindow::onFileSend);
     connect(m_fileDlg, &fileDlg::stop, this, &MainWindow::onFileStop);
+
+    // Kept for the whole session: a list goes on sending while its window is closed.
+    m_listDlg = new listSendDlg(this);
+    m_listDlg->setWindowFlag(Qt::Window);
+    m_listDlg->hide();
+    connect(m_listDlg, &listSendDlg::log, this, &MainWindow::canLog);
+    connect(m_listDlg, &listSendDlg::windowLog, this, &MainWindow::writeLog);
 
     setTitle(kTitlePrefix + versionText());
     connect(ui->tableView->verticalScrollBar(), &QScrollBar::valueChanged, this, &MainWindow::onTableScrolled);
@@ -158,9 +166,11 @@ MainWindow::MainWindow(QWidget *parent)
         [this] { DeviceActions::applyChannelParameters(this, [this](const QString &msg) { writeLog(msg); }); });
     connect(ui->actionViewParam, &QAction::triggered, this, [this] { DeviceActions::viewChannelParameters(this); });
     connect(ui->actionFileSend, &QAction::triggered, this, &MainWindow::on_ch1SendFileBtn_clicked);
+    connect(ui->actionAddToListSend, &QAction::triggered, this, &MainWindow::addSelectedFramesToList);
     connect(ui->actionListSend, &QAction::triggered, this, [this] {
-        listSendDlg dlg(this);
-        dlg.exec();
+        m_listDlg->show();
+        m_listDlg->raise();
+        m_listDlg->activateWindow();
     });
     connect(ui->actionClearLog, &QAction::triggered, ui->logEdit, &QTextEdit::clear);
 
@@ -216,6 +226,9 @@ MainWindow::MainWindow(QWidget *parent)
 MainWindow::~MainWindow()
 {
     Interfaces::setNoticeSink(nullptr);
+    // The list's schedulers end before the device closes under them.
+    delete m_listDlg;
+    m_listDlg = nullptr;
     handleDeviceClosed();
     for (int ch = 0; ch < 2; ++ch)
         m_send[ch]->stop();
@@ -270,6 +283,8 @@ void MainWindow::setLa()
     ui->actionInterface->setText(p("接口选择(&N)", "介面選擇(&N)", "Interface Selection(&N)"));
     ui->actionHelpFolder->setText(p("帮助文档目录(&P)", "幫助文檔目錄(&P)", "Help Folder(&P)"));
     ui->actionListSend->setText(p("列表发送(&L)", "列表發送(&L)", "List Send(&L)"));
+    ui->actionAddToListSend->setText(
+        p("添加选中帧到列表发送(&A)", "添加選中幀到列表發送(&A)", "Add Selected Frame to List Send(&A)"));
     ui->actionTimeHex->setText(p("时间标识(Hex)(&H)", "時間標識(Hex)(&H)", "time stamp(Hex)(&H)"));
     ui->actionRecvIDAdd->setText(p("接收ID累加判断(&A)", "接收ID纍加判斷(&A)", "check recv ID(&A)"));
     ui->actionMerge->setText(p("合并相同ID数据(&M)", "合并相同ID數據(&M)", "Merge list data(&M)"));

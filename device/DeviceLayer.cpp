@@ -5,6 +5,7 @@
 
 #include <QDebug>
 #include <QThread>
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -202,6 +203,16 @@ bool sendCan(unsigned ch, CanTransmitRecord *records, uint32_t count)
 bool sendCanFd(unsigned ch, CanFdTransmitRecord *records, uint32_t count)
 {
     return driver().TransmitCanFd(handleOf(ch), records, count) == 1;
+}
+
+uint32_t sendCanCount(unsigned ch, CanTransmitRecord *records, uint32_t count)
+{
+    return std::min(driver().TransmitCan(handleOf(ch), records, count), count);
+}
+
+uint32_t sendCanFdCount(unsigned ch, CanFdTransmitRecord *records, uint32_t count)
+{
+    return std::min(driver().TransmitCanFd(handleOf(ch), records, count), count);
 }
 
 uint32_t receiveCan(unsigned ch, CanReceiveRecord *buffer, uint32_t capacity, int32_t waitMs)

@@ -65,6 +65,12 @@ bool resetChannel(unsigned ch);
 uint32_t makeFrameId(uint32_t id, uint32_t extended, uint32_t remote, uint32_t third);
 bool sendCan(unsigned ch, CanTransmitRecord *records, uint32_t count);
 bool sendCanFd(unsigned ch, CanFdTransmitRecord *records, uint32_t count);
+// The same calls with the driver's own answer: the number of records it
+// accepted, the first ones of the array. For a caller that hands over batches
+// of several frames and must know which went out (the bool wrappers above
+// report a batch of more than one as a failure).
+uint32_t sendCanCount(unsigned ch, CanTransmitRecord *records, uint32_t count);
+uint32_t sendCanFdCount(unsigned ch, CanFdTransmitRecord *records, uint32_t count);
 uint32_t receiveCan(unsigned ch, CanReceiveRecord *buffer, uint32_t capacity, int32_t waitMs);
 uint32_t receiveCanFd(unsigned ch, CanFdReceiveRecord *buffer, uint32_t capacity, int32_t waitMs);
 DeviceInfoRecord readDeviceInfo(DeviceInfoRecord &record);

@@ -28,6 +28,8 @@ QList<ModelItem> build(const Record *records, uint count, uint channel, BeforeTe
     constexpr bool fd = isCanFd<Record>;
     constexpr bool received = isReceived<Record>;
     const int lang = languageCode();
+    // One clock read per batch: a batch is what one driver call returned or took.
+    const qint64 now = count ? frameClockNs() : 0;
     const bool tally = BusTally::enabled();
     BusTally::Counts sums;
     QList<ModelItem> batch;
@@ -38,16 +40,23 @@ QList<ModelItem> build(const Record *records, uint count, uint channel, BeforeTe
         ModelItem &item = batch.last();
         item.channel = channel;
         item.direction = received ? 1 : 0;
-        if constexpr (received)
+        item.hostTimeNs = now;
+        item.idWord = rec.id;
+        item.length = rec.length;
+        item.canFd = fd;
+        if constexpr (received) {
+            item.deviceTimeUs = rec.timestamp;
             item.timeStamp = FrameText::receivedTimeStamp(rec.timestamp);
-        else
+        } else
             item.timeStamp = FrameText::transmittedTimeStamp();
         item.channelText = FrameText::channelText(channel);
         item.dirText = FrameText::directionText(received);
         beforeTexts(rec);
         uint8_t flags = 0;
-        if constexpr (fd)
+        if constexpr (fd) {
             flags = rec.flags;
+            item.fdFlags = flags;
+        }
         // A received CAN FD remote frame is the one record whose data text
         // stays empty; a transmitted one still shows "x| ".
         FrameText::fillFrameTexts(item, lang, rec.id, rec.length, rec.data, sizeof rec.data, fd, flags, fd && received);

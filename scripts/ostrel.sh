@@ -38,8 +38,12 @@ bench)
     shift
     exec env QT_QPA_PLATFORM=offscreen ./build/bin/ostrel_bench "$@"
     ;;
+bench-logs)
+    shift
+    exec ./build/bin/ostrel_log_bench "$@"
+    ;;
 *)
-    echo "usage: scripts/ostrel.sh run|test|bench" >&2
+    echo "usage: scripts/ostrel.sh run|test|bench|bench-logs" >&2
     exit 2
     ;;
 esac

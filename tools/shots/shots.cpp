@@ -9,10 +9,12 @@
 #include "CanBusAdapter.h"
 #include "DeviceLayer.h"
 #include "Interfaces.h"
+#include "ListSendModel.h"
 #include "MainWindow.h"
 #include "Prompt.h"
 #include "SiftDialog.h"
 #include "SimulatedAdapter.h"
+#include "listSendDlg.h"
 
 #include <QAbstractButton>
 #include <QAction>
@@ -406,6 +408,43 @@ void shootFilterPopup(MainWindow *w, const QString &lang)
     settle(100);
 }
 
+// The list send window with a small list, two rows of it running on channel 1.
+void shootListSend(MainWindow *w, const QString &lang)
+{
+    trigger(w, "actionListSend");
+    listSendDlg *dlg = w->listSendDialog();
+    ListSendModel *model = dlg->model();
+    auto row = [](uint32_t id, int period, const char *name, const char *data) {
+        ListSendRow r;
+        r.id = id;
+        r.periodMs = period;
+        r.name = QString::fromUtf8(name);
+        r.data = QByteArray::fromHex(data);
+        r.length = r.data.size();
+        return r;
+    };
+    ListSendRow engine = row(0x0C4, 10, "engine", "1F40003200000000");
+    ListSendRow wheels = row(0x1A0, 20, "wheels", "0000000000000000");
+    wheels.dataIncrement = true;
+    ListSendRow door = row(0x18FF1021, 100, "door", "0102030405060708090A0B0C");
+    door.extended = true;
+    door.protocol = 2;
+    door.count = 50;
+    ListSendRow gateway = row(0x3E8, 1000, "gateway", "AA55");
+    gateway.channel = 1;
+    gateway.enabled = false;
+    model->setRows({ engine, wheels, door, gateway });
+    dlg->resize(1380, 300);
+    model->start({ 0, 1 });
+    settle(700);
+    dlg->table()->clearSelection();
+    shoot(dlg, QStringLiteral("listsend_") + lang);
+    dlg->stopAll();
+    model->setRows({});
+    dlg->hide();
+    settle(100);
+}
+
 void shootDialogs(MainWindow *w, const QString &lang)
 {
     // The interface dialog with QtSerialBus interfaces picked for both channels; cancelled.
@@ -437,13 +476,15 @@ void shootDialogs(MainWindow *w, const QString &lang)
     if (!file)
         fail(QStringLiteral("no file send dialog"));
     const QString oldPath = child<QLineEdit>(file, "lineEdit")->text();
-    child<QLineEdit>(file, "lineEdit")->setText(QStringLiteral("/home/user/captures/bus.csv"));
+    child<QLineEdit>(file, "lineEdit")->setText(QStringLiteral("/home/user/captures/bus.blf"));
     shoot(file, QStringLiteral("filesend_") + lang);
     child<QLineEdit>(file, "lineEdit")->setText(oldPath);
     file->hide();
 
     onModalNamed("savefileDlg", [lang](QWidget *dlg) {
-        child<QLineEdit>(dlg, "lineEdit")->setText(QStringLiteral("/home/user/captures/bus.csv"));
+        child<QLineEdit>(dlg, "lineEdit")->setText(QStringLiteral("/home/user/captures/bus.blf"));
+        // The split option as a long capture uses it; cancelled, so nothing is stored.
+        child<QCheckBox>(dlg, "splitCheck")->setChecked(true);
         shoot(dlg, QStringLiteral("savefile_") + lang);
         click(dlg, "pbCancel");
     });
@@ -458,7 +499,7 @@ void shootDialogs(MainWindow *w, const QString &lang)
     shoot(value, QStringLiteral("value_") + lang);
     click(value, "btnValueCancel");
 
-    shootModal("listSendDlg", QStringLiteral("listsend_") + lang, "pbnClose", [w] { trigger(w, "actionListSend"); });
+    shootListSend(w, lang);
 
     // The upgrade is offered only for an image newer than the adapter's
     // firmware; one is shipped for this picture alone, so that opening the
