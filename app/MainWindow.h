@@ -63,6 +63,8 @@ public:
     QStringList distinctValues(int column) const;
     void writeLog(const QString &msg);
     void handleDeviceClosed();
+    // The close action: device-closed handling, plain title.
+    void deviceClosedByUser();
     // After the open dialog: start the receive thread of each channel it opened.
     void channelsOpened(bool ch0, bool ch1);
 
@@ -127,6 +129,7 @@ private slots:
 
     // Menus
     void openDeviceAction();
+    void interfaceAction();
     void upgradeAction();
 
 private:

@@ -1,7 +1,8 @@
-// The frame pipeline under load, on the built-in simulated adapter: the real
+// The frame pipeline under load, on the built-in simulated adapter (and, for
+// B10, the QtSerialBus back-end on virtualcan): the real
 // receive and send threads with their batch builders, the real main window
 // (refresh tick, table shown at its 1000-row cap, counters) and a real
-// capture file, and the list send. Prints one line per figure B1..B9 with its target and, where
+// capture file, and the list send. Prints one line per figure B1..B10 with its target and, where
 // one applies, its ratio to L, the two-channel bus limit.
 //
 //   ostrel_bench           full run (about two minutes)
@@ -16,11 +17,13 @@
 // file format; CSV alone otherwise.
 #include "BusTally.h"
 #include "BusTiming.h"
+#include "CanBusAdapter.h"
 #include "DbcParser.h"
 #include "DeviceLayer.h"
 #include "FileDialogs.h"
 #include "FrameText.h"
 #include "FreshProcess.h"
+#include "Interfaces.h"
 #include "ListSendModel.h"
 #include "LogReader.h"
 #include "MainWindow.h"
@@ -40,6 +43,8 @@
 #include "sendThread.h"
 
 #include <QApplication>
+#include <QCanBus>
+#include <QCanBusDevice>
 #include <QCheckBox>
 #include <QDir>
 #include <QElapsedTimer>
@@ -447,6 +452,192 @@ bool sequenceOf(const QByteArray &data, quint64 &seq)
             return false;
     }
     return true;
+}
+
+// ---- B10: the QtSerialBus back-end on virtualcan -------------------------
+
+// One QCanBusDevice on virtualcan can0 living in a thread of its own: the
+// bus's server (started by the first of them), the sender, the bare reader.
+class BusNode : public QObject {
+public:
+    explicit BusNode(const char *name)
+    {
+        m_thread.setObjectName(QLatin1String(name));
+        moveToThread(&m_thread);
+        m_thread.start();
+        run([this] {
+            m_device = QCanBus::instance()->createDevice(QStringLiteral("virtualcan"), QStringLiteral("can0"));
+            m_device->setParent(this);
+            connect(m_device, &QCanBusDevice::framesReceived, this, [this] { take(); });
+            m_device->connectDevice();
+        });
+        waitUntil([this] { return m_device->state() == QCanBusDevice::ConnectedState; }, 5000);
+    }
+    ~BusNode() override
+    {
+        run([this] {
+            m_device->disconnectDevice();
+            delete m_device;
+        });
+        m_thread.quit();
+        m_thread.wait();
+    }
+    template <typename F> void run(F f) { QMetaObject::invokeMethod(this, f, Qt::BlockingQueuedConnection); }
+
+    // Sender: numbered 8-byte frames with identifier 0x100, or one probe (0x7F0).
+    void send(quint64 from, quint64 count)
+    {
+        QMetaObject::invokeMethod(this, [this, from, count] {
+            for (quint64 i = from; i < from + count; ++i) {
+                QByteArray data(8, 0);
+                qToLittleEndian<quint64>(i, data.data());
+                m_device->writeFrame(QCanBusFrame(0x100, data));
+            }
+        });
+    }
+    void probe()
+    {
+        QMetaObject::invokeMethod(this, [this] { m_device->writeFrame(QCanBusFrame(0x7F0, QByteArray(1, 0))); });
+    }
+
+    // Reader: counts the numbered frames, checks their order, notes when the last came.
+    void startClock(const QElapsedTimer &clock)
+    {
+        run([this, &clock] { m_clock = &clock; });
+    }
+    std::atomic<quint64> received { 0 }, outOfOrder { 0 }, probes { 0 };
+    std::atomic<qint64> lastNs { 0 };
+
+private:
+    void take()
+    {
+        const QVector<QCanBusFrame> frames = m_device->readAllFrames();
+        for (const QCanBusFrame &f : frames) {
+            if (f.frameId() != 0x100) {
+                ++probes;
+                continue;
+            }
+            if (qFromLittleEndian<quint64>(f.payload().constData()) != received.load())
+                ++outOfOrder;
+            ++received;
+        }
+        if (m_clock && !frames.isEmpty())
+            lastNs = m_clock->nsecsElapsed();
+    }
+    QThread m_thread;
+    QCanBusDevice *m_device = nullptr;
+    const QElapsedTimer *m_clock = nullptr;
+};
+
+void benchVirtualCan(MainWindow &w, const QString &dir)
+{
+    quiet(w);
+    w.handleDeviceClosed();
+    for (int ch = 0; ch < 2; ++ch)
+        w.receiver(ch)->wait();
+    Interfaces::add(canBusBackend());
+    Interfaces::Mapping m;
+    m.backend = QStringLiteral("canbus");
+    m.channel[0] = Interfaces::Interface { QStringLiteral("virtualcan"), QStringLiteral("can0"), QString() };
+    if (!Interfaces::use(m)) {
+        printLine(QStringLiteral("B10 could not choose virtualcan"));
+        return;
+    }
+    {
+        BusNode server("bus"), sender("sender"), bare("bare reader");
+        const bool open = openDevice(kDeviceType, 0, 0) && setCanFdStandard(0, 0) && setBaudRate(0, 0, 0)
+            && initChannel(0, 0) && startChannel(0);
+        if (!open) {
+            printLine(QStringLiteral("B10 could not open virtualcan can0"));
+            return;
+        }
+        w.channelsOpened(true, false);
+        // The bus forwards to a client only once it has registered it.
+        waitUntil(
+            [&] {
+                sender.probe();
+                waitMs(20);
+                return totalCount(w) > 0 && bare.probes.load() > 0;
+            },
+            5000);
+        quiet(w);
+
+        const quint64 n = g_short ? 30000 : 400000;
+        const QString path = dir + QStringLiteral("/b7.csv");
+        startCapture(w, path);
+        QElapsedTimer clock;
+        bare.startClock(clock);
+        const double cpu0 = processCpuSeconds();
+        const auto threads0 = threadCpu();
+        clock.start();
+        for (quint64 sent = 0; sent < n; sent += 10000)
+            sender.send(sent, std::min<quint64>(10000, n - sent));
+        qint64 ostrelNs = 0;
+        const bool done = waitUntil(
+            [&] {
+                if (!ostrelNs && totalCount(w) >= n)
+                    ostrelNs = clock.nsecsElapsed();
+                return ostrelNs && bare.received.load() >= n;
+            },
+            120000);
+        const double cpu = processCpuSeconds() - cpu0;
+        const auto threads1 = threadCpu();
+        waitMs(300);
+        const quint64 counted = totalCount(w);
+        stopCapture(w);
+        // CPU per frame by thread kind: Ostrel's device thread, receive thread and
+        // window against the bare reader's thread.
+        std::map<QString, double> byKind;
+        for (const auto &t : threads1) {
+            const auto before = threads0.find(t.first);
+            byKind[t.first.section(QLatin1Char('/'), 0, 0)]
+                += t.second - (before == threads0.end() ? 0.0 : before->second);
+        }
+        QStringList perFrame;
+        for (const auto &k : byKind)
+            if (k.second > 0)
+                perFrame << QStringLiteral("%1 %2").arg(k.first).arg(k.second * 1e6 / double(n), 0, 'f', 2);
+
+        quint64 rows = 0, bad = 0, nextSeq = 0;
+        {
+            CaptureReader in(path);
+            QList<QByteArray> f;
+            while (in.next(f)) {
+                ++rows;
+                quint64 seq = 0;
+                if (f.size() != 11 || f.at(3) != "1" || !sequenceOf(f.at(10), seq) || seq != nextSeq)
+                    ++bad;
+                else
+                    ++nextSeq;
+            }
+        }
+        QFile::remove(path);
+        const bool lossless = done && counted == n && rows == n && bad == 0 && nextSeq == n;
+        const bool bareLossless = bare.received.load() == n && bare.outOfOrder.load() == 0;
+        const double ostrelRate = ostrelNs ? double(n) / (double(ostrelNs) * 1e-9) : 0;
+        const double bareRate = bare.lastNs.load() ? double(n) / (double(bare.lastNs.load()) * 1e-9) : 0;
+        const double share = bareRate > 0 ? ostrelRate / bareRate : 0;
+        verdict(QStringLiteral("B10"), share >= 0.9 && lossless && bareLossless,
+            QStringLiteral("virtualcan through the window: %1 frames/s = %2 % of a bare QCanBusDevice reader's %3 "
+                           "frames/s on the same bus, zero loss: %4 (target >= 90 %, zero loss)")
+                .arg(grouped(ostrelRate))
+                .arg(share * 100, 0, 'f', 1)
+                .arg(grouped(bareRate))
+                .arg(lossless ? QStringLiteral("yes") : QStringLiteral("NO")));
+        note(QStringLiteral("%1 numbered frames; window counted %2, capture rows %3, out of order or malformed %4; "
+                            "bare reader %5, out of order %6; receive queue drops %7; process CPU %8 s")
+                 .arg(grouped(double(n)))
+                 .arg(grouped(double(counted)))
+                 .arg(grouped(double(rows)))
+                 .arg(bad)
+                 .arg(grouped(double(bare.received.load())))
+                 .arg(bare.outOfOrder.load())
+                 .arg(CanBusAdapter::instance().counters(0).rxDropped)
+                 .arg(cpu, 0, 'f', 2));
+        note(QStringLiteral("CPU microseconds per frame by thread: %1").arg(perFrame.join(QStringLiteral(", "))));
+        w.handleDeviceClosed();
+        w.receiver(0)->wait();
+    }
 }
 
 // ---- B2: as fast as the simulator can inject ----------------------------
@@ -1386,6 +1577,8 @@ int main(int argc, char *argv[])
             benchListSend(w, folder.path());
         if (wanted("B9"))
             benchSignalsAtL(w, folder.path());
+        if (wanted("B10"))
+            benchVirtualCan(w, folder.path());
         // Profiling aids: only when asked for by name.
         if (profiling)
             profileDisplay(w, folder.path(), !g_only.contains(QStringLiteral("paint")));

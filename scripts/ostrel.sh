@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 mode=${1:-run}
-packages=(cmake make g++ qtbase5-dev qttools5-dev qttools5-dev-tools libqt5charts5-dev clang-format fonts-wqy-microhei python3 python3-can python3-canmatrix zlib1g-dev)
+packages=(cmake make g++ qtbase5-dev qttools5-dev qttools5-dev-tools libqt5charts5-dev libqt5serialbus5-dev libqt5serialbus5-plugins clang-format fonts-wqy-microhei python3 python3-can python3-canmatrix zlib1g-dev)
 
 missing=()
 for p in "${packages[@]}"; do

@@ -6,7 +6,9 @@
 // window only) and English. Run it on a real display server (xcb, for example
 // under xvfb-run) so fonts are rendered as a user sees them.
 #include "AppPaths.h"
+#include "CanBusAdapter.h"
 #include "DeviceLayer.h"
+#include "Interfaces.h"
 #include "ListSendModel.h"
 #include "MainWindow.h"
 #include "MyTableModel.h"
@@ -449,6 +451,24 @@ void shootListSend(MainWindow *w, const QString &lang)
 
 void shootDialogs(MainWindow *w, const QString &lang)
 {
+    // The interface dialog with QtSerialBus interfaces picked for both channels; cancelled.
+    onModalNamed("InterfaceDlg", [lang](QWidget *dlg) {
+        auto choose = [dlg](const char *combo, const QString &prefix) {
+            auto *box = child<QComboBox>(dlg, combo);
+            for (int i = 0; i < box->count(); ++i)
+                if (box->itemText(i).startsWith(prefix)) {
+                    box->setCurrentIndex(i);
+                    return;
+                }
+            fail(QStringLiteral("no %1 entry in the interface dialog").arg(prefix));
+        };
+        choose("ch1Combo", QStringLiteral("virtualcan: can0"));
+        choose("ch2Combo", QStringLiteral("virtualcan: can1"));
+        shoot(dlg, QStringLiteral("interface_") + lang);
+        click(dlg, "btnCancel");
+    });
+    trigger(w, "actionInterface");
+
     shootModal("INfDialog", QStringLiteral("info_") + lang, "pushButton", [w] { trigger(w, "actionDeviceInfo"); });
 
     shootModal("ParaDialog", QStringLiteral("canset_") + lang, "btnCancel", [w] { trigger(w, "actionCanSetting"); });
@@ -637,7 +657,18 @@ int main(int argc, char *argv[])
     }
     g_out = QDir(QString::fromLocal8Bit(argv[1])).absolutePath();
     QDir().mkpath(g_out);
-    installDriver(simulatedDriver(), simulatedExtension());
+    // The back-ends of the program itself (no Kestrix.dll here): the simulated
+    // adapter in use, the QtSerialBus interfaces listed in the interface dialog.
+    Interfaces::Backend sim;
+    sim.key = QStringLiteral("sim");
+    sim.haldenD2 = true;
+    sim.driverFor = [](Interfaces::Mapping &) { return simulatedDriver(); };
+    sim.extension = simulatedExtension();
+    Interfaces::add(sim);
+    Interfaces::add(canBusBackend());
+    Interfaces::Mapping start;
+    start.backend = QStringLiteral("sim");
+    Interfaces::use(start);
 
     // A first start: catalogues, company name and language choice as
     // installed, no settings yet, and the calm screenshot bus.
