@@ -65,6 +65,15 @@ bool use(const Mapping &mapping)
     return true;
 }
 
+bool useFirst()
+{
+    if (g_backends.isEmpty())
+        return false;
+    Mapping m;
+    m.backend = g_backends.first().key;
+    return use(m);
+}
+
 Mapping current() { return g_current; }
 
 bool isHaldenD2()

@@ -57,6 +57,9 @@ void clearForTests();
 // Installs the mapping's driver table and remembers the mapping. False (and
 // nothing changed) when its back-end is not registered or cannot serve it.
 bool use(const Mapping &mapping);
+// Uses the first registered back-end with no interfaces chosen (the
+// program's start before a stored choice is restored).
+bool useFirst();
 // The mapping in force; invalid when none was chosen through use() (a table
 // installed directly, as the tests do).
 Mapping current();

@@ -25,15 +25,9 @@ namespace {
 void registerBackends()
 {
     Interfaces::clearForTests();
-    Interfaces::Backend sim;
-    sim.key = "sim";
-    sim.haldenD2 = true;
-    sim.driverFor = [](Interfaces::Mapping &) { return simulatedDriver(); };
-    Interfaces::add(sim);
+    Interfaces::add(simulatedBackend());
     Interfaces::add(canBusBackend());
-    Interfaces::Mapping start;
-    start.backend = "sim";
-    Interfaces::use(start);
+    Interfaces::useFirst();
 }
 
 // Picks the entry whose text starts with `prefix` in a combo box of the interface dialog.

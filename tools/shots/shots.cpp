@@ -659,16 +659,9 @@ int main(int argc, char *argv[])
     QDir().mkpath(g_out);
     // The back-ends of the program itself (no Kestrix.dll here): the simulated
     // adapter in use, the QtSerialBus interfaces listed in the interface dialog.
-    Interfaces::Backend sim;
-    sim.key = QStringLiteral("sim");
-    sim.haldenD2 = true;
-    sim.driverFor = [](Interfaces::Mapping &) { return simulatedDriver(); };
-    sim.extension = simulatedExtension();
-    Interfaces::add(sim);
+    Interfaces::add(simulatedBackend());
     Interfaces::add(canBusBackend());
-    Interfaces::Mapping start;
-    start.backend = QStringLiteral("sim");
-    Interfaces::use(start);
+    Interfaces::useFirst();
 
     // A first start: catalogues, company name and language choice as
     // installed, no settings yet, and the calm screenshot bus.
