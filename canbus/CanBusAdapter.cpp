@@ -1,5 +1,7 @@
 #include "CanBusAdapter.h"
 
+#include "FilterRowStaging.h"
+
 #include "AcceptanceMasks.h"
 #include "BusTiming.h"
 #include "Lang.h"
@@ -74,11 +76,7 @@ private:
     size_t m_count = 0;
 };
 
-struct Range {
-    bool extended;
-    uint32_t first;
-    uint32_t last;
-};
+using Range = FilterRowStaging::Range;
 
 struct TxFrame {
     QCanBusFrame frame;
@@ -116,9 +114,7 @@ struct Channel {
     // Written by the configuring (GUI) thread, read by the device thread.
     std::mutex settingsLock;
     Settings settings;
-    std::vector<Range> staged;
-    int rowMode = -1;
-    int64_t rowStart = -1;
+    FilterRowStaging filterRows; // in force after filter_ack
     QString lastNotice; // device thread
 
     // Receive side, under rxLock.
@@ -140,18 +136,6 @@ struct Channel {
     std::atomic<uint64_t> droppedAtStart { 0 }, errorsAtStart { 0 };
     std::atomic<bool> interfaceFilters { false };
 };
-
-int64_t parseHex(const char *text)
-{
-    if (text[0] == '0' && (text[1] == 'x' || text[1] == 'X'))
-        text += 2;
-    const size_t n = std::strlen(text);
-    if (n == 0 || n > 8)
-        return -1;
-    bool ok = false;
-    const qint64 v = QByteArray(text, int(n)).toLongLong(&ok, 16);
-    return ok ? v : -1;
-}
 
 uint64_t epochMicros() { return uint64_t(QDateTime::currentMSecsSinceEpoch()) * 1000u; }
 
@@ -722,9 +706,7 @@ uint32_t CanBusAdapter::openDevice(uint32_t, uint32_t index)
             std::lock_guard<std::mutex> sl(chn.settingsLock);
             chn.settings = Settings();
         }
-        chn.staged.clear();
-        chn.rowMode = -1;
-        chn.rowStart = -1;
+        chn.filterRows.clear();
         chn.rxDropped = chn.errorFrames = chn.txFailed = 0;
         chn.interfaceFilters = false;
         {
@@ -958,37 +940,14 @@ uint32_t CanBusAdapter::setValue(const char *path, const char *value)
     if (!isOpenDevice(d->deviceHandle.load()) || !c.mapped())
         return 0;
     const QByteArray name(path + 2);
-    if (name == "filter_clear") {
-        c.staged.clear();
-        c.rowMode = -1;
-        c.rowStart = -1;
+    switch (c.filterRows.write(name.constData(), value)) {
+    case FilterRowStaging::Result::Accepted:
         return 1;
-    }
-    if (name == "filter_mode") {
-        if (std::strcmp(value, "0") != 0 && std::strcmp(value, "1") != 0)
-            return 0;
-        c.rowMode = value[0] - '0';
-        c.rowStart = -1;
-        return 1;
-    }
-    if (name == "filter_start" || name == "filter_end") {
-        const int64_t id = parseHex(value);
-        const int64_t limit = c.rowMode == 1 ? 0x1FFFFFFF : 0x7FF;
-        if (c.rowMode < 0 || id < 0 || id > limit)
-            return 0;
-        if (name == "filter_start") {
-            c.rowStart = id;
-            return 1;
-        }
-        if (c.rowStart < 0 || id < c.rowStart)
-            return 0;
-        c.staged.push_back(Range { c.rowMode == 1, uint32_t(c.rowStart), uint32_t(id) });
-        c.rowStart = -1;
-        return 1;
-    }
-    if (name == "filter_ack") {
+    case FilterRowStaging::Result::Refused:
+        return 0;
+    case FilterRowStaging::Result::Acknowledged: {
         QVector<IdMask> masks;
-        for (const Range &r : c.staged)
+        for (const Range &r : c.filterRows.staged())
             masks += AcceptanceMasks::forRange(r.extended, r.first, r.last);
         {
             std::lock_guard<std::mutex> l(c.rxLock);
@@ -996,6 +955,9 @@ uint32_t CanBusAdapter::setValue(const char *path, const char *value)
         }
         d->runInThread([&] { d->applyFilters(c, masks); });
         return 1;
+    }
+    case FilterRowStaging::Result::NotFilter:
+        break;
     }
     if (name == "baud_rate_custom") {
         if (value[0] == '\0')
