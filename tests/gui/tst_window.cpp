@@ -295,6 +295,26 @@ private slots:
         QVERIFY(find<QTextEdit>("logEdit")->toPlainText().contains("通道1数据中止发送！"));
     }
 
+    // The channel is reset and opened again while an endless send sleeps
+    // between batches; the send goes on, so its panel must stay locked.
+    void reopenDuringEndlessSend()
+    {
+        openBothChannels();
+        find<QLineEdit>("ch1SendCountEdit")->setText("-1");
+        find<QLineEdit>("ch1SendInvEdit")->setText("300");
+        click(w, "ch1SendBtn");
+        QTRY_VERIFY(label("labelCh1TxCount").toInt() >= 1);
+        QVERIFY(
+            resetChannel(0) && setCanFdStandard(0, 0) && setBaudRate(0, 0, 0) && initChannel(0, 0) && startChannel(0));
+        w->channelsOpened(true, false);
+        QVERIFY(w->sender(0)->isRunning());
+        QCOMPARE(enabledOf(w, { "ch1SendBtn", "ch1StopSendBtn", "ch1SendIDEdit" }), QString("010"));
+        QTRY_VERIFY_WITH_TIMEOUT(label("labelCh1TxCount").toInt() >= 2, 3000); // still sending after the reopen
+        click(w, "ch1StopSendBtn");
+        QTRY_COMPARE_WITH_TIMEOUT(
+            enabledOf(w, { "ch1SendBtn", "ch1StopSendBtn", "ch1SendIDEdit" }), QString("101"), 3000);
+    }
+
     void listLimitKeepsNewestRows()
     {
         m_window.reset();
