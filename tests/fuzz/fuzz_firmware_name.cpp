@@ -12,7 +12,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const int version = FirmwareName::version(name);
     FUZZ_CHECK(version >= -1 && version <= 0xFFFF);
     const QStringList fields = name.split(QLatin1Char('-'));
-    const bool counts = fields.size() == 3 && (fields.at(1).startsWith(QLatin1Char('V')) || fields.at(1).startsWith(QLatin1Char('v')));
+    const bool counts = fields.size() == 3
+        && (fields.at(1).startsWith(QLatin1Char('V')) || fields.at(1).startsWith(QLatin1Char('v')));
     FUZZ_CHECK((version >= 0) == counts);
     return 0;
 }

@@ -57,6 +57,8 @@ private slots:
         w = startWindow(m_window);
         QTRY_COMPARE(child<QLineEdit>(w, "ch1SendDataEdit")->text(), QString("00 11 22 33 44 55 66 77"));
         openDeviceFromMenu(w);
+        // The device watch has seen the adapter (it looks only while nothing is sent).
+        QTRY_VERIFY_WITH_TIMEOUT(w->windowTitle().startsWith("Ostrel-V1.17 - SN:"), 3000);
         QTRY_VERIFY_WITH_TIMEOUT(count(w, "labelCh1RxCount") > 0, 3000);
     }
     void cleanup()
@@ -93,7 +95,9 @@ private slots:
         } else if (during == "file") {
             QStringList rows { "序号,系统时间,时间标识,通道,收/发,ID,Frame,类型,DLC,CAN-FD,数据" };
             for (int i = 0; i < 20; ++i)
-                rows << QString("%1,=\"10:00:00.000\",无,1,Tx,0x%2,标准帧,数据帧,1,CAN,x| 01 ").arg(i).arg(0x400 + i, 0, 16);
+                rows << QString("%1,=\"10:00:00.000\",无,1,Tx,0x%2,标准帧,数据帧,1,CAN,x| 01 ")
+                            .arg(i)
+                            .arg(0x400 + i, 0, 16);
             m_install->write("replay.csv", rows.join('\n').toUtf8() + '\n');
             dlg->show();
             child<QLineEdit>(dlg, "lineEdit")->setText(m_install->path("replay.csv"));

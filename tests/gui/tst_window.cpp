@@ -59,20 +59,23 @@ void startWindow(std::unique_ptr<MainWindow> &window)
     window->show();
 }
 
-// Closes after writing seen on a file, counted with inotify (Linux only):
-// one store write must be one write, not several ending alike.
+// Completed writes of a file, counted with inotify (Linux only): a close after
+// writing, or a finished file put under the name, linked or renamed (the
+// settings store writes an unnamed or temporary file and then gives it the
+// name). One store write must be one write, not several ending alike.
 int countWrites(const QString &file, const std::function<void()> &action)
 {
 #ifdef Q_OS_LINUX
     const int fd = inotify_init1(IN_NONBLOCK);
-    inotify_add_watch(fd, QFile::encodeName(QFileInfo(file).absolutePath()).constData(), IN_OPEN | IN_CLOSE_WRITE);
+    inotify_add_watch(fd, QFile::encodeName(QFileInfo(file).absolutePath()).constData(),
+        IN_OPEN | IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE);
     action();
     int n = 0;
     alignas(inotify_event) char buf[4096];
     for (ssize_t len; (len = read(fd, buf, sizeof buf)) > 0;)
         for (char *p = buf; p < buf + len; p += sizeof(inotify_event) + reinterpret_cast<inotify_event *>(p)->len) {
             auto *ev = reinterpret_cast<inotify_event *>(p);
-            n += (ev->mask & IN_CLOSE_WRITE) && ev->len
+            n += (ev->mask & (IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE)) && ev->len
                 && QFileInfo(file).fileName() == QString::fromLocal8Bit(ev->name);
         }
     close(fd);
