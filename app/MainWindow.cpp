@@ -2,6 +2,8 @@
 #include "ui_MainWindow.h"
 
 #include "AppPaths.h"
+#include "BusStatsWindow.h"
+#include "CaptureFile.h"
 #include "DeviceActions.h"
 #include "DeviceLayer.h"
 #include "DpiScaler.h"
@@ -52,6 +54,13 @@ MainWindow::MainWindow(QWidget *parent)
     connect(m_fileDlg, &fileDlg::send, this, &MainWindow::onFileSend);
     connect(m_fileDlg, &fileDlg::stop, this, &MainWindow::onFileStop);
 
+    // Kept for the whole session: a list goes on sending while its window is closed.
+    m_listDlg = new listSendDlg(this);
+    m_listDlg->setWindowFlag(Qt::Window);
+    m_listDlg->hide();
+    connect(m_listDlg, &listSendDlg::log, this, &MainWindow::canLog);
+    connect(m_listDlg, &listSendDlg::windowLog, this, &MainWindow::writeLog);
+
     setTitle(kTitlePrefix + versionText());
     connect(ui->tableView->verticalScrollBar(), &QScrollBar::valueChanged, this, &MainWindow::onTableScrolled);
 
@@ -77,6 +86,9 @@ MainWindow::MainWindow(QWidget *parent)
 
     m_model = new MyTableModel(this);
     ui->tableView->setModel(m_model);
+    m_busStatsAction = new QAction(this);
+    m_busStatsAction->setObjectName(QStringLiteral("actionBusStats"));
+    ui->menuInfo->insertAction(ui->actionClearLog, m_busStatsAction);
     setLa();
 
     DpiScaler::attach(this);
@@ -125,6 +137,7 @@ MainWindow::MainWindow(QWidget *parent)
     });
 
     connect(ui->actionDeviceInfo, &QAction::triggered, this, [this] { DeviceActions::showDeviceInfo(this); });
+    connect(m_busStatsAction, &QAction::triggered, this, &MainWindow::openBusStats);
     for (QAction *a : { ui->actionChinese, ui->actionTraditional, ui->actionEnglish })
         connect(a, &QAction::triggered, this, [this, a](bool checked) { languageTriggered(a, checked); });
     connect(ui->actionAbout, &QAction::triggered, this, [this] {
@@ -142,9 +155,11 @@ MainWindow::MainWindow(QWidget *parent)
         [this] { DeviceActions::applyChannelParameters(this, [this](const QString &msg) { writeLog(msg); }); });
     connect(ui->actionViewParam, &QAction::triggered, this, [this] { DeviceActions::viewChannelParameters(this); });
     connect(ui->actionFileSend, &QAction::triggered, this, &MainWindow::on_ch1SendFileBtn_clicked);
+    connect(ui->actionAddToListSend, &QAction::triggered, this, &MainWindow::addSelectedFramesToList);
     connect(ui->actionListSend, &QAction::triggered, this, [this] {
-        listSendDlg dlg(this);
-        dlg.exec();
+        m_listDlg->show();
+        m_listDlg->raise();
+        m_listDlg->activateWindow();
     });
     connect(ui->actionClearLog, &QAction::triggered, ui->logEdit, &QTextEdit::clear);
 
@@ -199,6 +214,9 @@ MainWindow::MainWindow(QWidget *parent)
 
 MainWindow::~MainWindow()
 {
+    // The list's schedulers end before the device closes under them.
+    delete m_listDlg;
+    m_listDlg = nullptr;
     handleDeviceClosed();
     for (int ch = 0; ch < 2; ++ch)
         m_send[ch]->stop();
@@ -219,6 +237,17 @@ void MainWindow::setTitle(const QString &title)
 
 QMenu *MainWindow::helpMenu() const { return ui->menuHelp; }
 
+// Made on first use and kept, so its history survives closing; it counts
+// only while it is open.
+void MainWindow::openBusStats()
+{
+    if (!m_busStats)
+        m_busStats = new BusStatsWindow(this);
+    m_busStats->show();
+    m_busStats->raise();
+    m_busStats->activateWindow();
+}
+
 void MainWindow::setLa()
 {
     auto p = [](const char *zh, const char *zht, const char *en) {
@@ -232,6 +261,7 @@ void MainWindow::setLa()
     ui->actionCanSetting->setText(p("CAN参数设置(&C)", "CAN參數設置(&C)", "CAN Setting(&C)"));
     ui->menuInfo->setTitle(p("信息(&I)", "信息(&I)", "Information(&I)"));
     ui->actionDeviceInfo->setText(p("设备信息(&I)", "設備信息(&I)", "Device Info(&I)"));
+    m_busStatsAction->setText(p("总线统计(&B)", "總線統計(&B)", "Bus Statistics(&B)"));
     ui->actionViewParam->setText(p("显示(&V)", "顯示(&V)", "View(&V)"));
     ui->actionClearLog->setText(p("清空日志(&D)", "清空日志(&D)", "Clear Log(&D)"));
     ui->menuLanguage->setTitle(p("语言(&L)", "語言(&L)", "Language(&L)"));
@@ -240,6 +270,8 @@ void MainWindow::setLa()
     ui->actionUpgrade->setText(p("固件升级(&U)", "固件升級(&U)", "Firmware Upgrade(&U)"));
     ui->actionHelpFolder->setText(p("帮助文档目录(&P)", "幫助文檔目錄(&P)", "Help Folder(&P)"));
     ui->actionListSend->setText(p("列表发送(&L)", "列表發送(&L)", "List Send(&L)"));
+    ui->actionAddToListSend->setText(
+        p("添加选中帧到列表发送(&A)", "添加選中幀到列表發送(&A)", "Add Selected Frame to List Send(&A)"));
     ui->actionTimeHex->setText(p("时间标识(Hex)(&H)", "時間標識(Hex)(&H)", "time stamp(Hex)(&H)"));
     ui->actionRecvIDAdd->setText(p("接收ID累加判断(&A)", "接收ID纍加判斷(&A)", "check recv ID(&A)"));
     ui->actionMerge->setText(p("合并相同ID数据(&M)", "合并相同ID數據(&M)", "Merge list data(&M)"));
@@ -289,6 +321,11 @@ void MainWindow::changeEvent(QEvent *event)
         // headers and the current title are ours.
         setLa();
         setWindowTitle(m_title);
+    }
+    if (event->type() == QEvent::WindowStateChange) {
+        // Frames keep arriving while the window is minimised; the table is
+        // drawn once when it comes back, not at every tick in between.
+        ui->tableView->setUpdatesEnabled(!isMinimized());
     }
     QMainWindow::changeEvent(event);
 }

@@ -11,15 +11,17 @@ class QCheckBox;
 class QComboBox;
 class QLineEdit;
 class QPushButton;
-class QFile;
+class CaptureFile;
 class QLabel;
 class QTranslator;
 class MyTableModel;
 class recvThread;
 class sendThread;
 class fileDlg;
+class listSendDlg;
 class SiftDialog;
 class valueDialog;
+class BusStatsWindow;
 
 namespace Ui {
 class MainWindow;
@@ -36,7 +38,12 @@ public:
     // Used by tests and the benchmark to look at what the user sees.
     MyTableModel *frameModel() const { return m_model; }
     fileDlg *fileSendDialog() const { return m_fileDlg; }
+    listSendDlg *listSendDialog() const { return m_listDlg; }
     SiftDialog *siftDialog() const { return m_sift; }
+    // The bus statistics window, made when first opened (nullptr until then).
+    BusStatsWindow *busStatsWindow() const { return m_busStats; }
+    QAction *busStatsAction() const { return m_busStatsAction; }
+    void openBusStats();
     QMenu *helpMenu() const;
     recvThread *receiver(int ch) const { return m_recv[ch ? 1 : 0]; }
     sendThread *sender(int ch) const { return m_send[ch ? 1 : 0]; }
@@ -45,6 +52,8 @@ public:
     static QString buildDateText(const QString &cDate);
     bool switchLanguage(const QString &catalogue, int code);
     void openSiftFor(int column, const QPoint &at);
+    // The frame table's "add to list send": the selected rows become list rows.
+    void addSelectedFramesToList();
     QStringList distinctValues(int column) const;
     void writeLog(const QString &msg);
     void handleDeviceClosed();
@@ -122,18 +131,22 @@ private:
     void updateTuningTexts();
     void applyRecvParams();
     void addToLabel(QLabel *label, quint64 n);
-    void appendCsvRow(QByteArray &out, const ModelItem &item) const;
     void displayBatch(QList<ModelItem> &rows);
     void takeBatch(QList<ModelItem> &rows, int counter, QLabel *countLabel);
     void setTitle(const QString &title);
     void closeCapture();
+    void endCaptureRound();
+    void reportCapture();
     void applyFilterToView();
 
     std::unique_ptr<Ui::MainWindow> ui;
     MyTableModel *m_model = nullptr;
     fileDlg *m_fileDlg = nullptr;
+    listSendDlg *m_listDlg = nullptr;
     SiftDialog *m_sift = nullptr;
     valueDialog *m_valueDlg = nullptr;
+    BusStatsWindow *m_busStats = nullptr;
+    QAction *m_busStatsAction = nullptr;
     QTranslator *m_translator = nullptr;
     QActionGroup *m_languageGroup = nullptr;
     recvThread *m_recv[2] = { nullptr, nullptr };
@@ -149,7 +162,7 @@ private:
     quint32 m_framesPerRecv = 1000;
     quint32 m_listLimit = 1000;
 
-    std::unique_ptr<QFile> m_capture;
+    std::unique_ptr<CaptureFile> m_capture;
     bool m_saveFilteredOnly = false;
     bool m_selectionKept = false;
     int m_tableScrollValue = 0;

@@ -3,6 +3,7 @@
 #include "MainWindow.h"
 #include "ui_MainWindow.h"
 
+#include "CaptureFile.h"
 #include "DeviceLayer.h"
 #include "FrameCounter.h"
 #include "Lang.h"
@@ -11,12 +12,12 @@
 #include "Prompt.h"
 #include "SettingsStore.h"
 #include "SiftDialog.h"
+#include "listSendDlg.h"
 #include "recvThread.h"
 #include "savefileDlg.h"
 
 #include <QCursor>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QMenu>
 #include <QTime>
 #include <QTimer>
@@ -26,34 +27,6 @@
 
 namespace {
 QString timeNow() { return QTime::currentTime().toString(QStringLiteral("hh:mm:ss.zzz")); }
-
-// Writes the UTF-8 form of a text at p and returns the end; false when the
-// text holds surrogates (never in frame texts), which take the general path.
-// Frame texts are mostly ASCII, the rest (frame, type and protocol names)
-// plain BMP characters of three bytes at most.
-bool writeUtf8(char *&p, const QString &text)
-{
-    const ushort *in = reinterpret_cast<const ushort *>(text.constData());
-    const ushort *const end = in + text.size();
-    char *out = p;
-    for (; in != end; ++in) {
-        const ushort c = *in;
-        if (c < 0x80) {
-            *out++ = char(c);
-        } else if (c < 0x800) {
-            *out++ = char(0xC0 | (c >> 6));
-            *out++ = char(0x80 | (c & 0x3F));
-        } else if (QChar::isSurrogate(c)) {
-            return false;
-        } else {
-            *out++ = char(0xE0 | (c >> 12));
-            *out++ = char(0x80 | ((c >> 6) & 0x3F));
-            *out++ = char(0x80 | (c & 0x3F));
-        }
-    }
-    p = out;
-    return true;
-}
 
 // The running number as decimal text, written straight into its string.
 QString indexText(quint64 n)
@@ -71,44 +44,6 @@ QString indexText(quint64 n)
     return text;
 }
 } // namespace
-
-// One capture row, appended to the round's buffer:
-// index,="system time",time stamp,channel,Rx/Tx,ID,Frame,type,DLC,CAN-FD,data
-// The row is encoded in place: one resize for room, one to the real length.
-void MainWindow::appendCsvRow(QByteArray &out, const ModelItem &item) const
-{
-    const QString *texts[] = { &item.timeStamp, &item.channelText, &item.dirText, &item.idText, &item.formatText,
-        &item.typeText, &item.dlcText, &item.protocolText };
-    int room = 3 * (item.indexText.size() + item.systemTime.size() + item.dataText.size()) + 16;
-    for (const QString *t : texts)
-        room += 3 * t->size();
-    const int at = out.size();
-    out.resize(at + room);
-    char *p = out.data() + at;
-    bool plain = writeUtf8(p, item.indexText);
-    *p++ = ',';
-    *p++ = '=';
-    *p++ = '"';
-    plain = plain && writeUtf8(p, item.systemTime);
-    *p++ = '"';
-    *p++ = ',';
-    for (const QString *t : texts) {
-        plain = plain && writeUtf8(p, *t);
-        *p++ = ',';
-    }
-    plain = plain && writeUtf8(p, item.dataText);
-    *p++ = '\n';
-    if (plain) {
-        out.resize(int(p - out.constData()));
-        return;
-    }
-    out.resize(at);
-    QString row = item.indexText + QLatin1String(",=\"") + item.systemTime + QLatin1String("\",");
-    for (const QString *t : texts)
-        row += *t + QLatin1Char(',');
-    row += item.dataText + QLatin1Char('\n');
-    out += row.toUtf8();
-}
 
 void MainWindow::addToLabel(QLabel *label, quint64 n)
 {
@@ -155,9 +90,8 @@ void MainWindow::refreshDisplay()
         const bool saving = ui->checkBox->isChecked() && m_capture;
         const bool showing = !ui->pauseCheck->isChecked();
         // All capture rows of the round go into one buffer, written once.
-        QByteArray csv;
         if (saving)
-            csv.reserve(rows.size() * (120 + rows.first().dataText.size()));
+            m_capture->beginRound(rows.size() * (120 + rows.first().dataText.size()));
         // Which records the display filter accepts; only the last list-limit
         // of them can end up in the table.
         std::vector<bool> accepted(size_t(rows.size()), false);
@@ -177,16 +111,14 @@ void MainWindow::refreshDisplay()
             ++round[(item.direction ? 0 : 2) + (item.channel ? 1 : 0)];
             const bool accepts = !filtering || m_model->acceptsRow(item);
             if (saving && (!m_saveFilteredOnly || accepts))
-                appendCsvRow(csv, item);
+                m_capture->write(item);
             if (accepts) {
                 accepted[size_t(i)] = true;
                 ++acceptedCount;
             }
         }
-        if (saving && !csv.isEmpty()) {
-            m_capture->write(csv);
-            m_capture->flush();
-        }
+        if (saving)
+            endCaptureRound();
         if (showing) {
             QList<ModelItem> shown;
             int skip = std::max(0, acceptedCount - int(m_listLimit));
@@ -232,18 +164,17 @@ void MainWindow::takeBatch(QList<ModelItem> &rows, int counter, QLabel *countLab
     m_perSecond[counter] += n;
     addToLabel(countLabel, n);
     const bool saving = ui->checkBox->isChecked() && m_capture;
-    QByteArray csv;
+    if (saving)
+        m_capture->beginRound(0);
     for (ModelItem &item : rows) {
         item.indexText = indexText(nextFrameIndex());
         item.idText = QStringLiteral("0x") + item.idText.toUpper();
         item.dataText = QStringLiteral("x| ") + item.dataText.toUpper();
         if (saving)
-            appendCsvRow(csv, item);
+            m_capture->write(item);
     }
-    if (saving && !csv.isEmpty()) {
-        m_capture->write(csv);
-        m_capture->flush();
-    }
+    if (saving)
+        endCaptureRound();
     if (ui->pauseCheck->isChecked())
         return;
     const int excess = m_model->rowCount() + n - int(m_listLimit);
@@ -281,10 +212,30 @@ void MainWindow::on_pushButton_clicked()
 void MainWindow::closeCapture()
 {
     if (m_capture) {
-        m_capture->flush();
         m_capture->close();
+        reportCapture();
         m_capture.reset();
     }
+}
+
+void MainWindow::endCaptureRound()
+{
+    m_capture->endRound();
+    reportCapture();
+}
+
+// New parts of a split capture and a failing log file go to the operation log.
+void MainWindow::reportCapture()
+{
+    for (const QString &path : m_capture->takeNewParts())
+        writeLog(Lang::pick(QStringLiteral("实时保存续存到新文件：%1"), QStringLiteral("實時保存續存到新文件：%1"),
+            QStringLiteral("Real-time save continues in a new file: %1"))
+                     .arg(path));
+    const QString problem = m_capture->takeProblem();
+    if (!problem.isEmpty())
+        writeLog(Lang::pick(QStringLiteral("实时保存失败：%1"), QStringLiteral("實時保存失敗：%1"),
+            QStringLiteral("Real-time save failed: %1"))
+                     .arg(problem));
 }
 
 void MainWindow::on_checkBox_clicked()
@@ -298,16 +249,15 @@ void MainWindow::on_checkBox_clicked()
         ui->checkBox->setChecked(false);
         return;
     }
-    auto file = std::make_unique<QFile>(dlg.path());
-    // Opened without truncation (the capture dialog already emptied a browsed
-    // file). The header goes at the start, so the first line is always the
-    // header a replay skips; the rows overwrite an older file from there on.
-    // A file that cannot be opened is not reported: its rows are lost.
-    if (!file->open(QIODevice::ReadWrite | QIODevice::Text))
+    // The extension chooses the format; anything but a log format's is CSV.
+    // A CSV file that cannot be opened is not reported: its rows are lost.
+    CaptureFile::Limits limits;
+    limits.bytes = dlg.splitBytes();
+    limits.ms = dlg.splitMs();
+    m_capture = CaptureFile::open(
+        dlg.path(), [this] { return m_model->header().join(QLatin1Char(',')); }, limits);
+    if (!m_capture)
         return;
-    file->write(m_model->header().join(QLatin1Char(',')).toUtf8() + '\n');
-    file->flush();
-    m_capture = std::move(file);
     m_saveFilteredOnly = dlg.mode() == 1;
 }
 
@@ -358,8 +308,39 @@ void MainWindow::on_tableView_customContextMenuRequested(const QPoint &pos)
     if (chosen == all) {
         m_model->setFilter(column, QStringList());
         applyFilterToView();
-    } else if (chosen == sift)
+    } else if (chosen == sift) {
         openSiftFor(column, at);
+    }
+}
+
+void MainWindow::addSelectedFramesToList()
+{
+    QList<int> rows;
+    for (const QModelIndex &i : ui->tableView->selectionModel()->selectedRows())
+        if (!ui->tableView->isRowHidden(i.row()))
+            rows << i.row();
+    std::sort(rows.begin(), rows.end());
+    QList<ListSendRow> list;
+    for (int r : qAsConst(rows)) {
+        ModelItem item;
+        item.channel = m_model->cellText(r, MyTableModel::ChannelColumn).toUInt() == 2 ? 1 : 0;
+        item.idText = m_model->cellText(r, MyTableModel::IdColumn);
+        item.formatText = m_model->cellText(r, MyTableModel::FormatColumn);
+        item.typeText = m_model->cellText(r, MyTableModel::TypeColumn);
+        item.dlcText = m_model->cellText(r, MyTableModel::DlcColumn);
+        item.protocolText = m_model->cellText(r, MyTableModel::ProtocolColumn);
+        item.dataText = m_model->cellText(r, MyTableModel::DataColumn);
+        list << ListSendRow::fromFrame(item);
+    }
+    if (list.isEmpty()) {
+        Prompt::warning(this, Lang::noticeTitle(),
+            Lang::pick(QStringLiteral("请先在帧列表中选中一帧！"), QStringLiteral("請先在幀列表中選中一幀！"),
+                QStringLiteral("Please select a frame in the frame list first!")));
+        return;
+    }
+    m_listDlg->addRows(list);
+    m_listDlg->show();
+    m_listDlg->raise();
 }
 
 void MainWindow::openSiftFor(int column, const QPoint &at)

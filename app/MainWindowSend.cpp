@@ -6,6 +6,7 @@
 #include "DeviceLayer.h"
 #include "Lang.h"
 #include "Prompt.h"
+#include "SendRules.h"
 #include "SettingsStore.h"
 #include "fileDlg.h"
 #include "sendThread.h"
@@ -14,21 +15,6 @@
 
 namespace {
 QString boolText(bool on) { return on ? QStringLiteral("1") : QStringLiteral("0"); }
-
-// Hex pieces split at blanks, each read as one byte (a piece that does not
-// parse reads as 0), into a zeroed 64-byte buffer.
-int parseBytes(const QString &text, uint8_t (&buffer)[64])
-{
-    std::fill(std::begin(buffer), std::end(buffer), uint8_t(0));
-    const QStringList pieces = text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
-    int n = 0;
-    for (const QString &piece : pieces) {
-        if (n >= 64)
-            break;
-        buffer[n++] = static_cast<uint8_t>(piece.toUInt(nullptr, 16));
-    }
-    return n;
-}
 } // namespace
 
 MainWindow::Panel MainWindow::panel(int ch) const
@@ -65,40 +51,21 @@ void MainWindow::sendClicked(int ch)
     store(w.idAdd, boolText(w.idAdd->isChecked()), true);
 
     if (!isChannelOpen(ch)) {
-        const QString text = ch == 0 ? Lang::pick(QStringLiteral("通道1未打开！"), QStringLiteral("通道1未打開！"),
-                                 QStringLiteral("Channel 1 is not open!"))
-                                     : Lang::pick(QStringLiteral("通道2未打开！"), QStringLiteral("通道2未打開！"),
-                                         QStringLiteral("Channel 2 is not open!"));
+        const QString text = SendRules::channelNotOpenMessage(uint(ch));
         Prompt::warning(this, Lang::noticeTitle(), text);
         writeLog(text);
         return;
     }
 
-    bool ok = false;
-    int id = w.id->text().toInt(&ok, 16);
-    if (!ok)
-        id = 0;
     const int format = w.frameType->currentIndex();
-    const bool inRange = format == 0 ? (id < 0x800) : (id < 0x20000000);
-    if (!inRange) {
-        QString text;
-        if (format == 0)
-            text = Lang::pick(QStringLiteral("发送失败，标准帧ID范围为0~0x7FF！"),
-                ch == 0 ? QStringLiteral("發送失敗，標準幀ID範圍為0~0x7FF！")
-                        : QStringLiteral("发送失败，標準幀ID範圍為0~0x7FF！"),
-                QStringLiteral("Sending failed, standard frame ID range is 0~0x7FF!"));
-        else
-            text = Lang::pick(QStringLiteral("发送失败，扩展帧ID范围为0~0x1FFFFFFF！"),
-                ch == 0 ? QStringLiteral("發送失敗，擴展幀ID範圍為0~0x1FFFFFFF！")
-                        : QStringLiteral("发送失败，擴展幀ID範圍為0~0x1FFFFFFF！"),
-                QStringLiteral("Sending failed, expanding frame ID range from 0 to 0x1FFFFFFFF!"));
-        Prompt::warning(this, Lang::warningTitle(), text);
+    if (!SendRules::idInRange(SendRules::parseId(w.id->text()), format != 0)) {
+        Prompt::warning(this, Lang::warningTitle(), SendRules::idRangeMessage(format != 0, uint(ch)));
         return;
     }
 
     normaliseData(ch);
     uint8_t buffer[64];
-    parseBytes(w.data->text(), buffer);
+    SendRules::parseBytes(w.data->text(), buffer);
     const uint length = w.len->currentText().toUInt();
     const int protocol = w.protocol->currentIndex();
     // endSend re-enables the button just before the run returns: give that
@@ -134,19 +101,7 @@ void MainWindow::on_ch2StopSendBtn_clicked()
 void MainWindow::normaliseData(int ch)
 {
     QLineEdit *edit = panel(ch).data;
-    QString result;
-    const QStringList pieces = edit->text().split(QLatin1Char(' '), Qt::SkipEmptyParts);
-    for (QString piece : pieces) {
-        if (piece.size() % 2)
-            piece.prepend(QLatin1Char('0'));
-        for (int pos = piece.size() - 2; pos > 0; pos -= 2)
-            piece.insert(pos, QLatin1Char(' '));
-        result += piece;
-        result += QLatin1Char(' ');
-    }
-    while (result.endsWith(QLatin1Char(' ')))
-        result.chop(1);
-    edit->setText(result);
+    edit->setText(SendRules::normaliseData(edit->text()));
 }
 
 void MainWindow::setCh1SendData() { normaliseData(0); }
@@ -176,12 +131,8 @@ void MainWindow::on_ch2sendLenCombo_activated(int index) { lengthChanged(1, ui->
 
 void MainWindow::lengthChanged(int ch, const QString &len)
 {
-    normaliseData(ch);
     QLineEdit *edit = panel(ch).data;
-    const int length = len.toInt();
-    const int bytes = edit->text().split(QLatin1Char(' '), Qt::SkipEmptyParts).size();
-    if (bytes > length)
-        edit->setText(edit->text().left(length * 3));
+    edit->setText(SendRules::cutData(SendRules::normaliseData(edit->text()), len.toInt()));
 }
 
 void MainWindow::on_ch1FrameDataCombo_currentIndexChanged(int index) { frameDataChanged(0, index); }
@@ -207,17 +158,13 @@ void MainWindow::editData(int ch)
     const Panel w = panel(ch);
     normaliseData(ch);
     uint8_t buffer[64];
-    parseBytes(w.data->text(), buffer);
+    SendRules::parseBytes(w.data->text(), buffer);
     const int length = qBound(0, w.len->currentText().toInt(), 64);
     DataDlg dlg(buffer, length, this);
     if (dlg.exec() != QDialog::Accepted)
         return;
     const QByteArray bytes = dlg.result();
-    QStringList hex;
-    for (char b : bytes)
-        hex << QString::number(uint8_t(b), 16).toUpper();
-    w.data->setText(hex.join(QLatin1Char(' ')));
-    normaliseData(ch);
+    w.data->setText(SendRules::bytesText(reinterpret_cast<const uint8_t *>(bytes.constData()), bytes.size()));
 }
 
 void MainWindow::on_ch1SendFileBtn_clicked()

@@ -12,7 +12,10 @@ int main(int argc, char *argv[])
     QApplication app(argc, argv);
     // The adapter's own library where it loads, otherwise the simulated adapter.
     const KestrixDriver *table = kestrixLibrary();
-    installDriver(table ? table : simulatedDriver());
+    if (table)
+        installDriver(table);
+    else
+        installDriver(simulatedDriver(), simulatedExtension());
     auto *window = new MainWindow;
     window->show();
     const int result = app.exec();

@@ -1,28 +1,37 @@
 // The frame pipeline under load, on the built-in simulated adapter: the real
 // receive and send threads with their batch builders, the real main window
 // (refresh tick, table shown at its 1000-row cap, counters) and a real
-// capture file. Prints one line per figure B1..B6 with its target and, where
+// capture file, and the list send. Prints one line per figure B1..B7 with its target and, where
 // one applies, its ratio to L, the two-channel bus limit.
 //
 //   ostrel_bench           full run (about two minutes)
 //   ostrel_bench --short   a few seconds in all (CI: must run, numbers not judged)
 //
 // Run it offscreen: QT_QPA_PLATFORM=offscreen (scripts/ostrel.sh bench does).
-// --only=B1,B3 runs just those figures (for profiling); BENCH_GAPS=1 lists
-// the replayed gaps that are more than 1 ms off.
+// --only=B1,B3 runs just those figures (for profiling; --only=paint and
+// --only=tick are the callgrind harness below); BENCH_GAPS=1 lists
+// the replayed gaps that are more than 1 ms off. --stats keeps the bus
+// statistics window open for the whole run (its counting and chart on).
+// --formats=csv,asc,blf,trc,log (or --formats=all) runs B2 once per capture
+// file format; CSV alone otherwise.
+#include "BusTally.h"
 #include "BusTiming.h"
 #include "DeviceLayer.h"
 #include "FileDialogs.h"
 #include "FrameText.h"
 #include "FreshProcess.h"
+#include "ListSendModel.h"
+#include "LogReader.h"
 #include "MainWindow.h"
 #include "ModelItem.h"
+#include "MyTableModel.h"
 #include "PendingFrames.h"
 #include "Prompt.h"
 #include "RuntimeFolder.h"
 #include "SettingsStore.h"
 #include "SimControl.h"
 #include "SimulatedAdapter.h"
+#include "listSendDlg.h"
 #include "recvThread.h"
 #include "savefileDlg.h"
 #include "sendThread.h"
@@ -65,6 +74,7 @@ constexpr uint32_t kDeviceType = 41;
 
 bool g_short = false;
 QStringList g_only; // --only=B1,B3: run just these figures (for profiling)
+QStringList g_formats { QStringLiteral("csv") }; // --formats=...: B2's capture file formats
 
 bool wanted(const char *figure) { return g_only.isEmpty() || g_only.contains(QLatin1String(figure)); }
 int g_misses = 0;
@@ -436,10 +446,44 @@ bool sequenceOf(const QByteArray &data, quint64 &seq)
 
 // ---- B2: as fast as the simulator can inject ----------------------------
 
-void benchCapacity(MainWindow &w, const QString &dir)
+// Every frame of a log capture once, in order, per channel (a log has no index column).
+void checkLogCapture(const QString &path, quint64 &rows, quint64 &bad, quint64 nextSeq[2])
+{
+    LogError error;
+    std::unique_ptr<LogReader> in = LogReader::open(path, &error);
+    if (!in) {
+        note(error.message().en);
+        ++bad;
+        return;
+    }
+    LogFrame f;
+    while (in->next(f)) {
+        ++rows;
+        quint64 seq = 0;
+        for (int b = 7; b >= 0; --b)
+            seq = (seq << 8) | f.data[size_t(b)];
+        if (f.channel > 1 || f.length != 8 || seq != nextSeq[f.channel])
+            ++bad;
+        else
+            ++nextSeq[f.channel];
+    }
+    if (in->failed()) {
+        note(in->error().message().en);
+        ++bad;
+    }
+}
+
+void benchCapacity(MainWindow &w, const QString &dir, const QString &format)
 {
     quiet(w);
-    const QString path = dir + QStringLiteral("/b2.csv");
+    const QString path = dir + QStringLiteral("/b2.") + format;
+    auto guiCpu = [] {
+        for (const auto &t : threadCpu())
+            if (t.first.startsWith(QLatin1String("GUI/")))
+                return t.second;
+        return 0.0;
+    };
+    const double cpuBefore = processCpuSeconds(), guiBefore = guiCpu();
     startCapture(w, path);
     app()->startProbe();
     const int seconds = g_short ? 2 : 10;
@@ -457,11 +501,15 @@ void benchCapacity(MainWindow &w, const QString &dir)
     app()->probing = false;
     const quint64 counted = totalCount(w);
     stopCapture(w);
+    const double cpuSeconds = processCpuSeconds() - cpuBefore, guiSeconds = guiCpu() - guiBefore;
+    const qint64 fileBytes = QFileInfo(path).size();
 
     // Every frame once, in order, per channel; the index column counts up by one.
     quint64 nextSeq[2] = { 0, 0 };
     quint64 rows = 0, bad = 0, nextIndex = 0;
-    {
+    if (format != QLatin1String("csv")) {
+        checkLogCapture(path, rows, bad, nextSeq);
+    } else {
         CaptureReader in(path);
         QList<QByteArray> f;
         while (in.next(f)) {
@@ -487,13 +535,15 @@ void benchCapacity(MainWindow &w, const QString &dir)
         && nextSeq[1] == injected;
     const double sustained = double(counted) / allSeconds;
     verdict(QStringLiteral("B2"), sustained >= 10 * kL && lossless,
-        QStringLiteral("end-to-end capacity: %1 frames/s = %2 x L over %3 s, zero loss: %4 (target >= 10 x L = %5 "
-                       "frames/s, zero loss)")
-            .arg(grouped(sustained))
-            .arg(sustained / kL, 0, 'f', 2)
-            .arg(allSeconds, 0, 'f', 1)
-            .arg(lossless ? QStringLiteral("yes") : QStringLiteral("NO"))
-            .arg(grouped(10 * kL)));
+        QStringLiteral("%1 ").arg(format.toUpper())
+            + QStringLiteral(
+                "end-to-end capacity: %1 frames/s = %2 x L over %3 s, zero loss: %4 (target >= 10 x L = %5 "
+                "frames/s, zero loss)")
+                  .arg(grouped(sustained))
+                  .arg(sustained / kL, 0, 'f', 2)
+                  .arg(allSeconds, 0, 'f', 1)
+                  .arg(lossless ? QStringLiteral("yes") : QStringLiteral("NO"))
+                  .arg(grouped(10 * kL)));
     note(QStringLiteral("injected %1 frames/s for %2 s (%3 frames on each channel); counted %4, capture rows %5, "
                         "out of order or malformed %6; drained %7 s after the flood stopped")
              .arg(grouped(double(expected) / floodSeconds))
@@ -503,6 +553,12 @@ void benchCapacity(MainWindow &w, const QString &dir)
              .arg(grouped(double(rows)))
              .arg(bad)
              .arg(allSeconds - floodSeconds, 0, 'f', 2));
+    const double perFrame = 1e6 / double(std::max<quint64>(counted, 1));
+    note(QStringLiteral("capture file %1 bytes (%2 bytes per frame); CPU: process %3 us, GUI thread %4 us per frame")
+             .arg(grouped(double(fileBytes)))
+             .arg(double(fileBytes) / double(std::max<quint64>(rows, 1)), 0, 'f', 1)
+             .arg(cpuSeconds * perFrame, 0, 'f', 3)
+             .arg(guiSeconds * perFrame, 0, 'f', 3));
     note(QStringLiteral("refresh ticks: %1, p99 %2 ms, max %3 ms; largest hand-over %4 frames")
              .arg(app()->tickMs.size())
              .arg(percentile(app()->tickMs, 0.99), 0, 'f', 1)
@@ -858,6 +914,227 @@ void benchReplay(MainWindow &w, const QString &dir)
             .arg(errors.size()));
 }
 
+// CPU seconds of the list schedulers' threads so far, from the scheduler's own
+// accounting in nanoseconds (/proc/<tid>/schedstat): the clock ticks of
+// threadCpu() are too coarse for threads that run a few microseconds at a time.
+double schedulerSeconds()
+{
+    double sum = 0;
+    for (const QString &tid : QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile comm(QStringLiteral("/proc/self/task/%1/comm").arg(tid));
+        QFile stat(QStringLiteral("/proc/self/task/%1/schedstat").arg(tid));
+        if (comm.open(QIODevice::ReadOnly) && comm.readAll().startsWith("ListScheduler")
+            && stat.open(QIODevice::ReadOnly))
+            sum += double(stat.readAll().split(' ').value(0).toLongLong()) * 1e-9;
+    }
+    return sum;
+}
+
+// ---- B7: list send, 100 rows at 10 ms over both channels ------------------
+
+// Every row's frames as the other channel heard them, stamped by the device
+// at their end on the bus. A row's n-th frame should end at its phase +
+// n x 10 ms; the error of each frame is its distance from that ideal time.
+// The phase is the row's median over the run: device clock and start instant
+// fall out, and so does the bus's arbitration order, the same each round.
+// Drift: how far a row's median error in the last second of the run lies from
+// that in its first second.
+void benchListSend(MainWindow &w, const QString &dir)
+{
+    quiet(w);
+    constexpr int kRows = 100;
+    constexpr int kPeriodUs = 10000;
+    QList<ListSendRow> rows;
+    for (int i = 0; i < kRows; ++i) {
+        ListSendRow r;
+        r.channel = unsigned(i % 2);
+        r.id = uint32_t(0x100 + i);
+        r.protocol = 2; // CAN FD with bit-rate switch: 10,000 frames/s is about half the bus
+        r.length = 8;
+        r.fitData();
+        r.periodMs = kPeriodUs / 1000;
+        rows << r;
+    }
+    ListSendModel *list = w.listSendDialog()->model();
+    list->setRows(rows);
+    const QString path = dir + QStringLiteral("/b7.csv");
+    startCapture(w, path);
+    const int seconds = g_short ? 2 : 60;
+    const double scheduler0 = schedulerSeconds();
+    QElapsedTimer wall;
+    wall.start();
+    if (!list->startAll().isEmpty())
+        qFatal("the list was refused");
+    waitMs(seconds * 1000);
+    list->stopAll();
+    const double elapsed = double(wall.nsecsElapsed()) * 1e-9;
+    quint64 sent = 0;
+    for (int i = 0; i < kRows; ++i)
+        sent += list->sentCount(i);
+    waitMs(300); // the last frames reach the table and the file
+    stopCapture(w);
+
+    const double schedulerCpu = schedulerSeconds() - scheduler0;
+
+    std::map<QByteArray, std::vector<qint64>> heard; // "channel/id" -> device time stamps (us)
+    CaptureReader capture(path);
+    QList<QByteArray> f;
+    while (capture.next(f)) {
+        if (f.size() < 11 || f.at(4) != "Rx")
+            continue;
+        heard[f.at(3) + '/' + f.at(5)].push_back(f.at(2).mid(2).toLongLong(nullptr, 16));
+    }
+    QFile::remove(path);
+
+    std::vector<double> errors;
+    std::vector<double> firstLate; // how much later than its row's schedule the first frame came
+    double drift = 0;
+    quint64 skipped = 0;
+    quint64 received = 0;
+    for (auto &h : heard) {
+        std::vector<qint64> &ts = h.second;
+        std::sort(ts.begin(), ts.end());
+        received += ts.size();
+        // The ideal schedule is phase + n x period; the phase (device clock
+        // against the scheduler's start) is the row's median, so neither a
+        // late first frame nor a few late ones move it.
+        // A slot the scheduler skipped after a stall leaves a gap: each
+        // frame's slot is read from its distance to the first one.
+        std::vector<double> offsets;
+        for (size_t n = 0; n < ts.size(); ++n) {
+            const qint64 slot = (ts[n] - ts[0] + kPeriodUs / 2) / kPeriodUs;
+            offsets.push_back(double(ts[n] - slot * kPeriodUs));
+            if (n + 1 == ts.size())
+                skipped += quint64(slot + 1) - ts.size();
+        }
+        const double phase = percentile(offsets, 0.5);
+        std::vector<double> first, last;
+        for (size_t n = 0; n < ts.size(); ++n) {
+            const double e = offsets[n] - phase;
+            errors.push_back(std::abs(e) / 1000.0);
+            if (ts[n] - ts[0] < 1000000)
+                first.push_back(e);
+            if (ts.back() - ts[n] < 1000000)
+                last.push_back(e);
+        }
+        if (!offsets.empty())
+            firstLate.push_back((offsets[0] - phase) / 1000.0);
+        // Medians, so that a stall of the machine in either second does not count as drift.
+        if (!first.empty() && !last.empty())
+            drift = std::max(drift, std::abs(percentile(last, 0.5) - percentile(first, 0.5)) / 1000.0);
+    }
+    const double p50 = percentile(errors, 0.5), p99 = percentile(errors, 0.99), max = percentile(errors, 1.0);
+    verdict(QStringLiteral("B7"), p50 <= 0.2 && p99 <= 1.0 && drift <= 0.1,
+        QStringLiteral("list send, %1 rows at 10 ms on both channels for %2 s: period error p50 %3 ms, p99 %4 ms, "
+                       "max %5 ms, drift %6 ms (target p50 <= 0.2 ms, p99 <= 1 ms, no drift)")
+            .arg(kRows)
+            .arg(seconds)
+            .arg(p50, 0, 'f', 3)
+            .arg(p99, 0, 'f', 3)
+            .arg(max, 0, 'f', 3)
+            .arg(drift, 0, 'f', 3));
+    note(QStringLiteral("%1 frames sent (%2 frames/s), %3 heard on the other channel in %4 rows; scheduler threads "
+                        "%5 % of one core (%6 us CPU per frame)")
+             .arg(sent)
+             .arg(grouped(double(sent) / elapsed))
+             .arg(received)
+             .arg(heard.size())
+             .arg(100.0 * schedulerCpu / elapsed, 0, 'f', 1)
+             .arg(1e6 * schedulerCpu / std::max<double>(1.0, double(sent)), 0, 'f', 2));
+    note(QStringLiteral("first frame of a row after its start: p50 %1 ms, max %2 ms late (thread start-up, not in the "
+                        "figures above); frames more than 1 ms off: %3 of %4; slots skipped after a stall: %5")
+             .arg(percentile(firstLate, 0.5), 0, 'f', 3)
+             .arg(percentile(firstLate, 1.0), 0, 'f', 3)
+             .arg(std::count_if(errors.begin(), errors.end(), [](double e) { return e > 1.0; }))
+             .arg(errors.size())
+             .arg(skipped));
+    list->setRows({});
+}
+
+// ---- Profiling aids, not figures: --only=paint, --only=tick -------------
+// The GUI thread's two costs at L without the bus, the worker threads or the
+// rest of the machine, so that they can be counted in instructions:
+//   valgrind --tool=callgrind --toggle-collect='*runTick*' ostrel_bench --only=tick
+//   valgrind --tool=callgrind --toggle-collect='*paintTable*' ostrel_bench --only=paint
+// Each round hands over one tick's worth of frames at L (100 ms of empty
+// CAN FD frames with bit-rate switch, half on each channel, made by the real
+// batch builders), runs the refresh tick and repaints the table, which is
+// shown at its 1000-row cap with the capture file open, as in B3.
+
+void handOverTick(MainWindow &w, quint64 &seq)
+{
+    static CanFdReceiveRecord fd[recvThread::kBufferCapacity];
+    const int perChannel = int(kL / 20);
+    for (int ch = 0; ch < 2; ++ch) {
+        for (int left = perChannel; left > 0;) {
+            const uint n = std::min(uint(left), recvThread::kBufferCapacity);
+            for (uint i = 0; i < n; ++i) {
+                fd[i] = CanFdReceiveRecord {};
+                fd[i].id = uint32_t((seq + i) & 0x7FF);
+                fd[i].flags = 1;
+                fd[i].timestamp = (seq + i) * 18;
+            }
+            w.receiver(ch)->buildCanFdBatch(fd, n);
+            left -= int(n);
+            seq += n;
+        }
+    }
+}
+
+double threadCpuMs()
+{
+    timespec t {};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return double(t.tv_sec) * 1e3 + double(t.tv_nsec) * 1e-6;
+}
+
+Q_NEVER_INLINE void runTick(MainWindow &w) { w.refreshDisplay(); }
+
+Q_NEVER_INLINE void paintTable(QTableView *view) { view->viewport()->repaint(); }
+
+void profileDisplay(MainWindow &w, const QString &dir, bool ticks)
+{
+    quiet(w);
+    const QString path = dir + QStringLiteral("/profile.csv");
+    startCapture(w, path);
+    auto *view = child<QTableView>(&w, "tableView");
+    quint64 seq = 0;
+    for (int k = 0; k < 2; ++k) { // the table at its cap
+        handOverTick(w, seq);
+        w.refreshDisplay();
+    }
+    const int rounds = g_short ? 5 : 20;
+    double tickCpu = 0, paintCpu = 0, stillCpu = 0;
+    for (int k = 0; k < rounds; ++k) {
+        handOverTick(w, seq);
+        double c0 = threadCpuMs();
+        runTick(w);
+        tickCpu += threadCpuMs() - c0;
+        c0 = threadCpuMs();
+        paintTable(view);
+        paintCpu += threadCpuMs() - c0;
+    }
+    if (!ticks) {
+        // The same picture again (an expose, a tooltip): nothing new to lay out.
+        for (int k = 0; k < rounds; ++k) {
+            const double c0 = threadCpuMs();
+            paintTable(view);
+            stillCpu += threadCpuMs() - c0;
+        }
+    }
+    stopCapture(w);
+    QFile::remove(path);
+    note(QStringLiteral(
+        "profile: %1 rounds of %2 frames; GUI thread CPU per tick %3 ms, per repaint after a tick %4 ms, "
+        "per repaint of an unchanged table %5 ms; %6 rows shown")
+             .arg(rounds)
+             .arg(2 * int(kL / 20))
+             .arg(tickCpu / rounds, 0, 'f', 2)
+             .arg(paintCpu / rounds, 0, 'f', 2)
+             .arg(ticks ? 0.0 : stillCpu / rounds, 0, 'f', 2)
+             .arg(w.frameModel()->rowCount()));
+}
+
 // The offscreen platform complains about every window it sizes; the rest of
 // Qt's messages still go out.
 QtMessageHandler g_standardMessages = nullptr;
@@ -877,14 +1154,21 @@ int main(int argc, char *argv[])
     g_standardMessages = qInstallMessageHandler(quietMessages);
     BenchApp application(argc, argv);
     g_short = application.arguments().contains(QStringLiteral("--short"));
+    const bool withStats = application.arguments().contains(QStringLiteral("--stats"));
     for (const QString &a : application.arguments())
         if (a.startsWith(QLatin1String("--only=")))
             g_only = a.mid(7).split(QLatin1Char(','));
+        else if (a == QLatin1String("--formats=all"))
+            g_formats = QStringList { "csv", "asc", "blf", "trc", "log" };
+        else if (a.startsWith(QLatin1String("--formats=")))
+            g_formats = a.mid(10).split(QLatin1Char(','));
     QElapsedTimer total;
     total.start();
     printLine(QStringLiteral(
         "ostrel_bench (%1 mode), L = %2 frames/s (two channels, empty CAN FD frames, 1M/5M, bit-rate switch)")
                   .arg(g_short ? QStringLiteral("short") : QStringLiteral("full"), grouped(kL)));
+    if (withStats)
+        printLine(QStringLiteral("bus statistics window open for the whole run"));
 
     // A fresh install folder; the simulator's nodes are switched off so that
     // only the load under test is on the bus.
@@ -894,6 +1178,10 @@ int main(int argc, char *argv[])
     freshProcess();
     SettingsStore::load(folder.path(QStringLiteral("config/setdb.txt")));
 
+    // With --stats the batch builders keep their tally from the start, as
+    // they do while the window is open.
+    if (withStats)
+        BusTally::setEnabled(true);
     if (wanted("B1"))
         benchFormatting();
 
@@ -906,22 +1194,31 @@ int main(int argc, char *argv[])
         const char *labels[4] = { "labelCh1RxCount", "labelCh2RxCount", "labelCh1TxCount", "labelCh2TxCount" };
         for (int k = 0; k < 4; ++k)
             app()->counts[k] = child<QLabel>(&w, labels[k]);
-        if (!openBus(w)) {
+        const bool profiling = g_only.contains(QStringLiteral("paint")) || g_only.contains(QStringLiteral("tick"));
+        if (!profiling && !openBus(w)) {
             printLine(QStringLiteral("could not open the simulated adapter"));
             return 1;
         }
         SimControl::setNodesEnabled(false);
+        if (withStats)
+            w.openBusStats();
         if (!child<QTableView>(&w, "tableView")->isVisible())
             printLine(QStringLiteral("warning: the frame table is not visible"));
 
         if (wanted("B2"))
-            benchCapacity(w, folder.path());
+            for (const QString &format : qAsConst(g_formats))
+                benchCapacity(w, folder.path(), format);
         if (wanted("B3") || wanted("B4"))
             benchFullLoad(w, folder.path());
         if (wanted("B5"))
             benchMemory(w, folder.path());
         if (wanted("B6"))
             benchReplay(w, folder.path());
+        if (wanted("B7"))
+            benchListSend(w, folder.path());
+        // Profiling aids: only when asked for by name.
+        if (profiling)
+            profileDisplay(w, folder.path(), !g_only.contains(QStringLiteral("paint")));
         if (!Prompt::shown().isEmpty())
             printLine(QStringLiteral("warning: %1 message boxes came up").arg(Prompt::shown().size()));
     }

@@ -1,7 +1,10 @@
 #include "DeviceLayer.h"
 
+#include "BusTiming.h"
+
 #include <QDebug>
 #include <QThread>
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -25,6 +28,10 @@ const KestrixDriver kNoDriver = { noOpen, noDevice, noInfo, noDevice, noInit, no
     noReceiveCan, noTransmitCanFd, noReceiveCanFd, noProperty, noDevice, noSet, noSet, noSet, noReset };
 
 std::atomic<const KestrixDriver *> g_driver { &kNoDriver };
+std::atomic<const KestrixExtension *> g_extension { nullptr };
+
+// Written and read by the GUI thread only (configuration and statistics).
+ChannelRates g_rates[2];
 
 QByteArray channelPath(unsigned ch, const char *name)
 {
@@ -46,10 +53,32 @@ uint32_t handleOf(unsigned ch) { return g_state.channelHandle[ch ? 1 : 0].load()
 
 const KestrixDriver &driver() { return *g_driver.load(std::memory_order_acquire); }
 
-void installDriver(const KestrixDriver *table)
+void installDriver(const KestrixDriver *table, const KestrixExtension *extension)
 {
+    g_extension.store(table ? extension : nullptr, std::memory_order_release);
     g_driver.store(table ? table : &kNoDriver, std::memory_order_release);
 }
+
+bool hasBusCounters()
+{
+    const KestrixExtension *ext = g_extension.load(std::memory_order_acquire);
+    return ext && ext->ReadBusCounters;
+}
+
+bool readBusCounters(unsigned ch, BusCounters &counters)
+{
+    const KestrixExtension *ext = g_extension.load(std::memory_order_acquire);
+    const uint32_t handle = handleOf(ch);
+    if (!ext || !ext->ReadBusCounters || handle == 0)
+        return false;
+    BusCounters read {};
+    if (ext->ReadBusCounters(handle, &read) != 1)
+        return false;
+    counters = read;
+    return true;
+}
+
+ChannelRates configuredRates(unsigned ch) { return g_rates[ch ? 1 : 0]; }
 
 DeviceState &deviceState() { return g_state; }
 
@@ -61,6 +90,7 @@ void resetDeviceState()
     g_state.deviceHandle = 0;
     g_state.infoText.clear();
     std::memset(&g_state.initRecord, 0, sizeof g_state.initRecord);
+    g_rates[0] = g_rates[1] = ChannelRates();
 }
 
 bool isDeviceOpen() { return g_state.deviceHandle.load() != 0; }
@@ -102,14 +132,22 @@ bool setCanFdStandard(unsigned ch, uint32_t standard)
 bool setBaudRate(unsigned ch, uint32_t arbitration, uint32_t data)
 {
     const KestrixDriver &d = driver();
+    ChannelRates &rates = g_rates[ch ? 1 : 0];
     if (d.SetArbitrationBaud(g_state.deviceHandle, ch ? 1 : 0, arbitration) != 1)
         return false;
-    return d.SetDataBaud(g_state.deviceHandle, ch ? 1 : 0, data) == 1;
+    rates.arbitration = BusTiming::arbitrationRate(arbitration);
+    if (d.SetDataBaud(g_state.deviceHandle, ch ? 1 : 0, data) != 1)
+        return false;
+    rates.data = BusTiming::dataRate(data);
+    return true;
 }
 
 bool setCustomBaudRate(unsigned ch, const QString &text)
 {
-    return writeProperty(ch, "/baud_rate_custom", text.toUtf8());
+    if (!writeProperty(ch, "/baud_rate_custom", text.toUtf8()))
+        return false;
+    g_rates[ch ? 1 : 0] = ChannelRates();
+    return true;
 }
 
 bool setTerminalResistance(unsigned ch, uint32_t value)
@@ -164,6 +202,16 @@ bool sendCan(unsigned ch, CanTransmitRecord *records, uint32_t count)
 bool sendCanFd(unsigned ch, CanFdTransmitRecord *records, uint32_t count)
 {
     return driver().TransmitCanFd(handleOf(ch), records, count) == 1;
+}
+
+uint32_t sendCanCount(unsigned ch, CanTransmitRecord *records, uint32_t count)
+{
+    return std::min(driver().TransmitCan(handleOf(ch), records, count), count);
+}
+
+uint32_t sendCanFdCount(unsigned ch, CanFdTransmitRecord *records, uint32_t count)
+{
+    return std::min(driver().TransmitCanFd(handleOf(ch), records, count), count);
 }
 
 uint32_t receiveCan(unsigned ch, CanReceiveRecord *buffer, uint32_t capacity, int32_t waitMs)

@@ -4,6 +4,7 @@
 // messages; the callers do.
 
 #include "DriverApi.h"
+#include "DriverExtension.h"
 
 #include <QMutex>
 #include <QString>
@@ -26,9 +27,26 @@ void resetDeviceState();
 
 // The driver table in use. The program's entry installs one back-end (the
 // Kestrix.dll binding or the built-in simulated adapter), tests install their
-// own; until then every operation fails as if no adapter were attached.
+// own; until then every operation fails as if no adapter were attached. A
+// back-end may install an extension table with it (Kestrix.dll has none);
+// installing a table without one removes the previous back-end's.
 const KestrixDriver &driver();
-void installDriver(const KestrixDriver *table);
+void installDriver(const KestrixDriver *table, const KestrixExtension *extension = nullptr);
+
+// Whether the installed back-end reports error frames and receive overflows.
+bool hasBusCounters();
+// The counters of an open channel since it was started; false when the
+// back-end has no extension, the channel is closed or the call fails.
+bool readBusCounters(unsigned ch, BusCounters &counters);
+
+// The bit rates (bit/s) last written to a channel by setBaudRate; 0 for both
+// while none was written since the device was opened, and after a custom
+// bit-rate text, whose rates only the driver knows.
+struct ChannelRates {
+    uint32_t arbitration = 0;
+    uint32_t data = 0;
+};
+ChannelRates configuredRates(unsigned ch);
 
 bool isDeviceOpen();
 bool isChannelOpen(unsigned ch);
@@ -47,6 +65,12 @@ bool resetChannel(unsigned ch);
 uint32_t makeFrameId(uint32_t id, uint32_t extended, uint32_t remote, uint32_t third);
 bool sendCan(unsigned ch, CanTransmitRecord *records, uint32_t count);
 bool sendCanFd(unsigned ch, CanFdTransmitRecord *records, uint32_t count);
+// The same calls with the driver's own answer: the number of records it
+// accepted, the first ones of the array. For a caller that hands over batches
+// of several frames and must know which went out (the bool wrappers above
+// report a batch of more than one as a failure).
+uint32_t sendCanCount(unsigned ch, CanTransmitRecord *records, uint32_t count);
+uint32_t sendCanFdCount(unsigned ch, CanFdTransmitRecord *records, uint32_t count);
 uint32_t receiveCan(unsigned ch, CanReceiveRecord *buffer, uint32_t capacity, int32_t waitMs);
 uint32_t receiveCanFd(unsigned ch, CanFdReceiveRecord *buffer, uint32_t capacity, int32_t waitMs);
 DeviceInfoRecord readDeviceInfo(DeviceInfoRecord &record);

@@ -3,6 +3,7 @@
 
 #include "DpiScaler.h"
 #include "FileDialogs.h"
+#include "LogFormat.h"
 #include "SettingsStore.h"
 
 #include <QComboBox>
@@ -58,8 +59,8 @@ void fileDlg::on_pbfile_clicked()
 {
     // A cancelled dialog answers an empty name, which clears the field on
     // purpose: the previous file is no longer the user's choice.
-    ui->lineEdit->setText(
-        FileDialogs::getOpenFileName(this, tr("打开CSV文件"), QString(), QStringLiteral("CSV Files (*.csv)")));
+    ui->lineEdit->setText(FileDialogs::getOpenFileName(
+        this, tr("打开CSV文件"), QString(), LogFormat::fileFilters().join(QStringLiteral(";;"))));
 }
 
 void fileDlg::on_comboBox_2_currentIndexChanged(int index) { ui->spinBox_2->setEnabled(index == kFixedInterval); }

@@ -1,6 +1,8 @@
 #pragma once
-// Replays a CSV file of frames onto the bus. The dialog only collects and
-// remembers the request; channel 1's send thread reads and sends the rows.
+// Replays a file of frames onto the bus: Ostrel's CSV, or a standard log
+// format (ASC, BLF, TRC, candump log) by the file's extension. The dialog only
+// collects and remembers the request; channel 1's send thread reads and sends
+// the frames.
 #include <QDialog>
 #include <QString>
 #include <memory>

@@ -2,7 +2,9 @@
 // One batch builder for the four driver record kinds: one ModelItem per
 // record, every text made at once in the current language (a record keeps its
 // language). Runs in the worker threads for every frame, so it stays a
-// template: each record kind gets its own straight loop.
+// template: each record kind gets its own straight loop. While the bus
+// statistics are on, it also counts each frame's bits and kind (BusTally).
+#include "BusTally.h"
 #include "DriverApi.h"
 #include "FrameText.h"
 #include "Lang.h"
@@ -26,6 +28,10 @@ QList<ModelItem> build(const Record *records, uint count, uint channel, BeforeTe
     constexpr bool fd = isCanFd<Record>;
     constexpr bool received = isReceived<Record>;
     const int lang = languageCode();
+    // One clock read per batch: a batch is what one driver call returned or took.
+    const qint64 now = count ? frameClockNs() : 0;
+    const bool tally = BusTally::enabled();
+    BusTally::Counts sums;
     QList<ModelItem> batch;
     batch.reserve(int(count));
     for (uint i = 0; i < count; ++i) {
@@ -34,20 +40,31 @@ QList<ModelItem> build(const Record *records, uint count, uint channel, BeforeTe
         ModelItem &item = batch.last();
         item.channel = channel;
         item.direction = received ? 1 : 0;
-        if constexpr (received)
+        item.hostTimeNs = now;
+        item.idWord = rec.id;
+        item.length = rec.length;
+        item.canFd = fd;
+        if constexpr (received) {
+            item.deviceTimeUs = rec.timestamp;
             item.timeStamp = FrameText::receivedTimeStamp(rec.timestamp);
-        else
+        } else
             item.timeStamp = FrameText::transmittedTimeStamp();
         item.channelText = FrameText::channelText(channel);
         item.dirText = FrameText::directionText(received);
         beforeTexts(rec);
         uint8_t flags = 0;
-        if constexpr (fd)
+        if constexpr (fd) {
             flags = rec.flags;
+            item.fdFlags = flags;
+        }
         // A received CAN FD remote frame is the one record whose data text
         // stays empty; a transmitted one still shows "x| ".
         FrameText::fillFrameTexts(item, lang, rec.id, rec.length, rec.data, sizeof rec.data, fd, flags, fd && received);
+        if (tally)
+            BusTally::countFrame(sums, rec.id, rec.length, fd, flags);
     }
+    if (tally)
+        BusTally::add(channel, sums);
     return batch;
 }
 

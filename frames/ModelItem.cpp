@@ -3,6 +3,7 @@
 #include <QMutexLocker>
 
 #include <atomic>
+#include <chrono>
 
 namespace {
 QMutex recycledLock;
@@ -39,4 +40,10 @@ void registerModelItemTypes()
 {
     qRegisterMetaType<ModelItem>("ModelItem");
     qRegisterMetaType<QList<ModelItem>>("QList<ModelItem>");
+}
+
+qint64 frameClockNs()
+{
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
 }

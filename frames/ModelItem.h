@@ -1,6 +1,7 @@
 #pragma once
 // One frame as one row of the frame list: two numbers and eleven ready-made
-// display texts in column order.
+// display texts in column order, and the few raw values a binary capture
+// file needs that the texts do not hold exactly.
 #include <QList>
 #include <QMetaType>
 #include <QMutex>
@@ -20,6 +21,15 @@ struct ModelItem {
     QString dlcText;
     QString protocolText;
     QString dataText;
+
+    // Raw values, set by the batch builders (zero for records made elsewhere).
+    // The data bytes are not kept: the data text holds them exactly.
+    qint64 hostTimeNs = 0; // steady clock when the worker built the batch; 0 = not built there
+    quint64 deviceTimeUs = 0; // received: the device time stamp; transmitted: 0
+    quint32 idWord = 0; // identifier with the extended (bit 31) and remote (bit 30) flags
+    quint8 length = 0; // data length as the record gave it
+    quint8 fdFlags = 0; // CAN FD flags byte of the record (bit 0 bit-rate switch)
+    bool canFd = false;
 };
 
 Q_DECLARE_METATYPE(ModelItem)
@@ -34,3 +44,6 @@ void recycleFrames(QList<ModelItem> &spent);
 // Frees what recycleFrames left here; called by the receive threads.
 void releaseRecycledFrames();
 void registerModelItemTypes();
+
+// The steady clock the batch builders stamp hostTimeNs with, in nanoseconds.
+qint64 frameClockNs();

@@ -3,13 +3,19 @@
 #include "DeviceLayer.h"
 #include "FrameBatch.h"
 #include "FrameText.h"
+#include "Lang.h"
+#include "LogFormat.h"
+#include "LogReader.h"
 #include "PendingFrames.h"
+#include "SendRules.h"
 
 #include <QFile>
 #include <QTextStream>
 #include <QTime>
 #include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 namespace {
 constexpr qint64 kKeepSendingCount = 0x7FFFFFFFFFFFFFFFLL;
@@ -125,20 +131,10 @@ void sendThread::emitChannelText(const char *zh, const char *zht, const char *en
 
 void sendThread::advanceFrame()
 {
-    if (m_idIncrement) {
-        ++m_id;
-        if (m_extended ? m_id == 0x20000000u : m_id == 0x800u)
-            m_id = 0;
-    }
-    if (m_dataIncrement) {
-        // The first `length` bytes form one little-endian number; a carry out
-        // of the last byte is dropped.
-        const uint n = std::min<uint>(m_length, sizeof m_data);
-        for (uint i = 0; i < n; ++i) {
-            if (++m_data[i] != 0)
-                break;
-        }
-    }
+    if (m_idIncrement)
+        m_id = SendRules::nextId(m_id, m_extended != 0);
+    if (m_dataIncrement)
+        SendRules::incrementData(m_data, std::min<uint>(m_length, sizeof m_data));
 }
 
 void sendThread::runCount()
@@ -171,22 +167,10 @@ void sendThread::runCount()
         const uint32_t idWordFlags = makeFrameId(0, m_extended, m_remote, 0);
         for (uint i = 0; i < batch; ++i) {
             const uint32_t idWord = m_id | idWordFlags;
-            if (m_canFd) {
-                CanFdTransmitRecord &rec = fdRecords[i];
-                std::memset(&rec, 0, sizeof rec);
-                rec.id = idWord;
-                rec.length = uint8_t(std::min<uint>(m_length, sizeof rec.data));
-                rec.flags = m_bitRateSwitch;
-                std::memcpy(rec.data, m_data, sizeof rec.data);
-                rec.transmitType = m_transmitType;
-            } else {
-                CanTransmitRecord &rec = canRecords[i];
-                std::memset(&rec, 0, sizeof rec);
-                rec.id = idWord;
-                rec.length = uint8_t(std::min<uint>(m_length, sizeof rec.data));
-                std::memcpy(rec.data, m_data, sizeof rec.data);
-                rec.transmitType = m_transmitType;
-            }
+            if (m_canFd)
+                SendRules::fillRecord(fdRecords[i], idWord, m_length, m_data, m_bitRateSwitch, m_transmitType);
+            else
+                SendRules::fillRecord(canRecords[i], idWord, m_length, m_data, m_transmitType);
             advanceFrame();
         }
 
@@ -231,8 +215,18 @@ void sendThread::runFile()
             QT_TR_NOOP("开始发送文件: %1..."), QT_TR_NOOP("開始發送文件: %1..."), QT_TR_NOOP("send file: %1...")))
         emit log(tr(source).arg(m_filePath));
 
+    const LogFormat::Format format = LogFormat::fromPath(m_filePath);
     QFile file(m_filePath);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+    if (format != LogFormat::Csv && format != LogFormat::Unknown) {
+        if (!replayLog())
+            emitText(
+                QT_TR_NOOP("文件发送错误！"), QT_TR_NOOP("文件發送錯誤！"), QT_TR_NOOP("File transmission Error!"));
+        else if (!m_stop.requested())
+            emitText(
+                QT_TR_NOOP("文件发送完成！"), QT_TR_NOOP("文件發送完成！"), QT_TR_NOOP("File transmission completed!"));
+        else
+            emitText(QT_TR_NOOP("文件中止发送！"), QT_TR_NOOP("文件中止發送！"), QT_TR_NOOP("File Aborted Sending!"));
+    } else if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
         emitText(QT_TR_NOOP("文件发送错误！"), QT_TR_NOOP("文件發送錯誤！"), QT_TR_NOOP("File transmission Error!"));
     } else {
         QTextStream in(&file);
@@ -263,6 +257,112 @@ void sendThread::runFile()
     emit endSend(0);
     emit endSend(1);
     m_stop.runEnded();
+}
+
+// A standard log file: the whole file is read once before anything is sent,
+// so a file that cannot be read to its end sends nothing; then the passes.
+// File channels 1 and 2 are Ostrel's channels; with "the file's channel"
+// frames of other channels are skipped, and error frames always are.
+bool sendThread::replayLog()
+{
+    LogError error;
+    std::unique_ptr<LogReader> reader = LogReader::open(m_filePath, &error);
+    quint64 otherChannels = 0, errorFrames = 0;
+    LogFrame frame;
+    if (reader) {
+        while (!m_stop.requested() && reader->next(frame)) {
+            if (frame.errorFrame)
+                ++errorFrames;
+            else if (m_fileChannel == 2 && frame.channel > 1)
+                ++otherChannels;
+        }
+        if (reader->failed())
+            error = reader->error();
+    }
+    if (error.isError()) {
+        emit log(error.message().pick(languageCode()));
+        return false;
+    }
+    if (m_stop.requested())
+        return true;
+    if (otherChannels)
+        emit log(Lang::pick(QStringLiteral("%1帧的通道不是1或2，不发送"), QStringLiteral("%1幀的通道不是1或2，不發送"),
+            QStringLiteral("%1 frames on channels other than 1 and 2 are not sent"))
+                     .arg(otherChannels));
+    if (errorFrames)
+        emit log(Lang::pick(QStringLiteral("%1个错误帧不发送"), QStringLiteral("%1個錯誤幀不發送"),
+            QStringLiteral("%1 error frames are not sent"))
+                     .arg(errorFrames));
+
+    int passesLeft = m_fileRepeat;
+    while (!m_stop.requested() && (m_fileRepeat == -1 || passesLeft-- > 0)) {
+        reader = LogReader::open(m_filePath, &error);
+        if (!reader) {
+            emit log(error.message().pick(languageCode()));
+            return false;
+        }
+        // Recorded timing: each frame at its time after the pass's first
+        // frame, measured from when that one went out, so the pauses do not
+        // add up the time spent sending.
+        bool sentAny = false;
+        qint64 passStartNs = 0, firstTimeNs = 0;
+        while (!m_stop.requested() && reader->next(frame)) {
+            if (!isChannelOpen(0) && !isChannelOpen(1))
+                break;
+            if (frame.errorFrame || (m_fileChannel == 2 && frame.channel > 1))
+                continue;
+            if (m_fileInterval != kRecordedTiming) {
+                pause(m_fileInterval);
+            } else if (!sentAny) {
+                passStartNs = frameClockNs();
+                firstTimeNs = frame.timeNs;
+            } else {
+                waitUntil(passStartNs + (frame.timeNs - firstTimeNs));
+            }
+            sendLogFrame(frame, m_fileChannel == 2 ? frame.channel : m_fileChannel);
+            sentAny = true;
+        }
+        if (reader->failed()) { // the file changed since it was checked
+            emit log(reader->error().message().pick(languageCode()));
+            return false;
+        }
+        // A pass that sent nothing must not spin when repeating until stopped.
+        if (!sentAny)
+            QThread::msleep(1);
+    }
+    return true;
+}
+
+// Sleeps until the steady clock reaches the time, in slices short enough to
+// notice stop() during a long gap of the recording.
+void sendThread::waitUntil(qint64 steadyNs)
+{
+    constexpr qint64 kSliceNs = 100000000;
+    for (qint64 left = steadyNs - frameClockNs(); left > 0 && !m_stop.requested(); left = steadyNs - frameClockNs())
+        std::this_thread::sleep_for(std::chrono::nanoseconds(std::min(left, kSliceNs)));
+}
+
+// One frame of a log; the result is not checked, as for CSV rows.
+void sendThread::sendLogFrame(const LogFrame &frame, uint channel)
+{
+    const uint32_t idWord = makeFrameId(frame.id, frame.extended ? 1 : 0, frame.remote ? 1 : 0, 0);
+    if (frame.canFd && !frame.remote) {
+        CanFdTransmitRecord rec {};
+        rec.id = idWord;
+        rec.length = std::min<uint8_t>(frame.length, sizeof rec.data);
+        rec.flags = frame.bitRateSwitch ? 1 : 0;
+        std::memcpy(rec.data, frame.data.data(), sizeof rec.data);
+        sendCanFd(channel, &rec, 1);
+        buildCanFdBatch(&rec, 1, uint16_t(channel));
+    } else {
+        CanTransmitRecord rec {};
+        rec.id = idWord;
+        rec.length = std::min<uint8_t>(frame.length, sizeof rec.data);
+        if (!frame.remote)
+            std::memcpy(rec.data, frame.data.data(), sizeof rec.data);
+        sendCan(channel, &rec, 1);
+        buildCanBatch(&rec, 1, uint16_t(channel));
+    }
 }
 
 // A frame file written in any of the three languages must replay the same,
@@ -347,18 +447,13 @@ bool sendThread::sendFileRow(const QStringList &fields)
 
     // Failures of single rows are ignored in the file mode.
     if (row.canFd) {
-        CanFdTransmitRecord rec {};
-        rec.id = row.idWord;
-        rec.length = std::min<uint8_t>(row.length, sizeof rec.data);
-        rec.flags = row.flags;
-        std::memcpy(rec.data, row.data, sizeof rec.data);
+        CanFdTransmitRecord rec;
+        SendRules::fillRecord(rec, row.idWord, row.length, row.data, row.flags, 0);
         sendCanFd(channel, &rec, 1);
         buildCanFdBatch(&rec, 1, uint16_t(channel));
     } else {
-        CanTransmitRecord rec {};
-        rec.id = row.idWord;
-        rec.length = std::min<uint8_t>(row.length, sizeof rec.data);
-        std::memcpy(rec.data, row.data, sizeof rec.data);
+        CanTransmitRecord rec;
+        SendRules::fillRecord(rec, row.idWord, row.length, row.data, 0);
         sendCan(channel, &rec, 1);
         buildCanBatch(&rec, 1, uint16_t(channel));
     }

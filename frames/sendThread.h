@@ -1,7 +1,8 @@
 #pragma once
 // Transmits on one channel away from the GUI thread: either one configured
-// frame a number of times (count mode), or the rows of a CSV frame file
-// (file mode). Every transmitted frame also reaches the frame list through
+// frame a number of times (count mode), or the frames of a file (file mode):
+// the rows of a CSV frame file, or the frames of a standard log (ASC, BLF,
+// TRC, candump log) when the file's extension names one. Every transmitted frame also reaches the frame list through
 // pendingFrames.
 
 #include "DriverApi.h"
@@ -13,6 +14,8 @@
 #include <QThread>
 #include <atomic>
 #include <cstdint>
+
+struct LogFrame;
 
 class sendThread : public QThread {
     Q_OBJECT
@@ -73,6 +76,9 @@ private:
     void runCount();
     void runFile();
     bool sendFileRow(const QStringList &fields);
+    bool replayLog();
+    void sendLogFrame(const LogFrame &frame, uint channel);
+    void waitUntil(qint64 steadyNs);
     void advanceFrame();
     void emitText(const char *zh, const char *zht, const char *en);
     void emitChannelText(const char *zh, const char *zht, const char *en);

@@ -77,6 +77,58 @@
         <source>关闭</source>
         <translation>關閉</translation>
     </message>
+    <message>
+        <source>添加</source>
+        <translation>添加</translation>
+    </message>
+    <message>
+        <source>复制</source>
+        <translation>複製</translation>
+    </message>
+    <message>
+        <source>删除</source>
+        <translation>刪除</translation>
+    </message>
+    <message>
+        <source>上移</source>
+        <translation>上移</translation>
+    </message>
+    <message>
+        <source>下移</source>
+        <translation>下移</translation>
+    </message>
+    <message>
+        <source>编辑数据</source>
+        <translation>編輯數據</translation>
+    </message>
+    <message>
+        <source>打开...</source>
+        <translation>打開...</translation>
+    </message>
+    <message>
+        <source>另存为...</source>
+        <translation>另存為...</translation>
+    </message>
+    <message>
+        <source>开始</source>
+        <translation>開始</translation>
+    </message>
+    <message>
+        <source>停止</source>
+        <translation>停止</translation>
+    </message>
+    <message>
+        <source>全部开始</source>
+        <translation>全部開始</translation>
+    </message>
+    <message>
+        <source>打开列表文件</source>
+        <translation>打開列表文件</translation>
+    </message>
+    <message>
+        <source>保存列表文件</source>
+        <translation>保存列表文件</translation>
+    </message>
 </context>
 <context>
     <name>savefileDlg</name>
@@ -91,6 +143,22 @@
     <message>
         <source>筛选后数据</source>
         <translation>篩選後數據</translation>
+    </message>
+    <message>
+        <source>分文件保存，每个文件最多</source>
+        <translation>分文件保存，每個文件最多</translation>
+    </message>
+    <message>
+        <source>不限大小</source>
+        <translation>不限大小</translation>
+    </message>
+    <message>
+        <source>不限时长</source>
+        <translation>不限時長</translation>
+    </message>
+    <message>
+        <source> 分钟</source>
+        <translation> 分鐘</translation>
     </message>
     <message>
         <source>提示：文件创建失败，请选择其他路径。</source>

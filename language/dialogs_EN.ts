@@ -77,6 +77,58 @@
         <source>关闭</source>
         <translation>Close</translation>
     </message>
+    <message>
+        <source>添加</source>
+        <translation>Add</translation>
+    </message>
+    <message>
+        <source>复制</source>
+        <translation>Duplicate</translation>
+    </message>
+    <message>
+        <source>删除</source>
+        <translation>Delete</translation>
+    </message>
+    <message>
+        <source>上移</source>
+        <translation>Move Up</translation>
+    </message>
+    <message>
+        <source>下移</source>
+        <translation>Move Down</translation>
+    </message>
+    <message>
+        <source>编辑数据</source>
+        <translation>Edit Data</translation>
+    </message>
+    <message>
+        <source>打开...</source>
+        <translation>Open...</translation>
+    </message>
+    <message>
+        <source>另存为...</source>
+        <translation>Save As...</translation>
+    </message>
+    <message>
+        <source>开始</source>
+        <translation>Start</translation>
+    </message>
+    <message>
+        <source>停止</source>
+        <translation>Stop</translation>
+    </message>
+    <message>
+        <source>全部开始</source>
+        <translation>Start All</translation>
+    </message>
+    <message>
+        <source>打开列表文件</source>
+        <translation>Open List File</translation>
+    </message>
+    <message>
+        <source>保存列表文件</source>
+        <translation>Save List File</translation>
+    </message>
 </context>
 <context>
     <name>savefileDlg</name>
@@ -91,6 +143,22 @@
     <message>
         <source>筛选后数据</source>
         <translation>Filtered Data</translation>
+    </message>
+    <message>
+        <source>分文件保存，每个文件最多</source>
+        <translation>Split into numbered files, each at most</translation>
+    </message>
+    <message>
+        <source>不限大小</source>
+        <translation>no size limit</translation>
+    </message>
+    <message>
+        <source>不限时长</source>
+        <translation>no time limit</translation>
+    </message>
+    <message>
+        <source> 分钟</source>
+        <translation> min</translation>
     </message>
     <message>
         <source>提示：文件创建失败，请选择其他路径。</source>

@@ -7,7 +7,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 mode=${1:-run}
-packages=(cmake make g++ qtbase5-dev qttools5-dev qttools5-dev-tools clang-format fonts-wqy-microhei)
+packages=(cmake make g++ qtbase5-dev qttools5-dev qttools5-dev-tools libqt5charts5-dev clang-format fonts-wqy-microhei python3 python3-can zlib1g-dev)
 # libFuzzer comes with clang's run-time libraries; only the fuzz mode needs them.
 if [ "$mode" = fuzz ]; then
     packages+=(clang libclang-rt-14-dev)

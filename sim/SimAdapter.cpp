@@ -25,6 +25,8 @@ constexpr int64_t kMaxCatchUpNs = 500 * kNsPerMs;
 constexpr int64_t kBusIdleNs = 50 * kNsPerMs;
 constexpr int64_t kBusTickNs = 1 * kNsPerMs;
 constexpr size_t kFloodBatch = 256;
+// An error frame: 6-bit error flag, 8-bit delimiter, 3-bit intermission.
+constexpr uint32_t kErrorFrameBits = 17;
 
 constexpr uint16_t kHardwareVersion = 0x0100;
 constexpr uint16_t kDriverVersion = 0x0117;
@@ -191,7 +193,7 @@ uint32_t SimAdapter::openDevice(uint32_t type, uint32_t index)
     m_open = true;
     m_device = 0x41000000u | (++m_openCount & 0xFFFFu);
     m_nodes = std::move(nodes);
-    m_clocks.assign(m_nodes.size(), NodeClock { 0, 0, 0 });
+    m_clocks.assign(m_nodes.size(), NodeClock { 0, 0, 0, 0 });
     for (size_t i = 0; i < m_nodes.size(); ++i)
         m_clocks[i].key = BusTiming::arbitrationKey(m_nodes[i].idWord());
     m_configProblem = problem;
@@ -443,6 +445,7 @@ uint32_t SimAdapter::startChannel(uint32_t handle)
                 rebaseBus(now);
             dropQueues(ch);
             ch.dropped = 0;
+            ch.errors = 0;
             ch.started = true;
             ch.startNs = now;
         }
@@ -731,14 +734,30 @@ void SimAdapter::runBus(int64_t now)
         }
         const BusTiming::FrameBits bits = BusTiming::frameBits(
             frame->fd, frame->idWord & 0x80000000u, frame->idWord & 0x40000000u, frame->bitRateSwitch, frame->length);
-        const int64_t end = start + BusTiming::frameDurationNs(bits, arbitrationRate, dataRate);
+        int64_t end = start + BusTiming::frameDurationNs(bits, arbitrationRate, dataRate);
+        // A node told to fail every n-th attempt: the frame is destroyed at its
+        // end by an error frame that every started channel sees, and the node
+        // sends it again when it next wins the bus.
+        const SimNode *node = source == Source::Node ? &m_nodes[which] : nullptr;
+        const bool failed = node && node->errorEvery && (m_clocks[which].attempts + 1) % node->errorEvery == 0;
+        if (failed)
+            end += BusTiming::frameDurationNs({ kErrorFrameBits, 0 }, arbitrationRate, dataRate);
         if (end > now) {
             m_nextEvent = end;
             break;
         }
-
-        deliver(*frame, source == Source::ChannelTx ? int(which) : -1, end);
         m_busFree = end;
+        if (failed) {
+            ++m_clocks[which].attempts;
+            for (Channel &ch : m_ch) {
+                if (ch.started && end >= ch.startNs)
+                    ++ch.errors;
+            }
+            continue;
+        }
+
+        const bool lost = node && node->overflowEvery && (m_clocks[which].sent + 1) % node->overflowEvery == 0;
+        deliver(*frame, source == Source::ChannelTx ? int(which) : -1, end, lost);
         ++delivered;
         if (source == Source::ChannelTx) {
             m_ch[which].tx.pop();
@@ -746,6 +765,7 @@ void SimAdapter::runBus(int64_t now)
             NodeClock &clock = m_clocks[which];
             const int64_t period = int64_t(m_nodes[which].periodMs) * kNsPerMs;
             ++clock.sent;
+            ++clock.attempts;
             // A node held off the bus for longer than its period skips the
             // frames it missed instead of sending them back to back.
             clock.due += period;
@@ -759,11 +779,11 @@ void SimAdapter::runBus(int64_t now)
         notifyArrived();
 }
 
-void SimAdapter::deliver(const BusFrame &frame, int fromChannel, int64_t end)
+void SimAdapter::deliver(const BusFrame &frame, int fromChannel, int64_t end, bool lost)
 {
     if (fromChannel < 0) {
-        offer(0, frame, end);
-        offer(1, frame, end);
+        offer(0, frame, end, lost);
+        offer(1, frame, end, lost);
         return;
     }
     // A self-received frame is the sender's own: its filter does not apply.
@@ -774,11 +794,16 @@ void SimAdapter::deliver(const BusFrame &frame, int fromChannel, int64_t end)
         offer(other, frame, end);
 }
 
-void SimAdapter::offer(int c, const BusFrame &frame, int64_t end)
+void SimAdapter::offer(int c, const BusFrame &frame, int64_t end, bool lost)
 {
-    const Channel &ch = m_ch[c];
+    Channel &ch = m_ch[c];
     if (!ch.started || (frame.fd && ch.classicOnly) || !accepts(ch, frame.idWord))
         return;
+    if (lost) {
+        if (end >= ch.startNs)
+            ++ch.dropped;
+        return;
+    }
     pushReceived(c, frame, end);
 }
 
@@ -993,6 +1018,41 @@ quint64 SimAdapter::droppedFrames(unsigned channel)
 {
     std::lock_guard<std::mutex> lock(m_lock);
     return channel > 1 ? 0 : m_ch[channel].dropped;
+}
+
+bool SimAdapter::injectErrorFrames(unsigned channel, quint32 count)
+{
+    std::lock_guard<std::mutex> lock(m_lock);
+    if (channel > 1 || !m_open || !m_plugged || !m_ch[channel].started)
+        return false;
+    m_ch[channel].errors += count;
+    return true;
+}
+
+bool SimAdapter::injectOverflows(unsigned channel, quint32 count)
+{
+    std::lock_guard<std::mutex> lock(m_lock);
+    if (channel > 1 || !m_open || !m_plugged || !m_ch[channel].started)
+        return false;
+    m_ch[channel].dropped += count;
+    return true;
+}
+
+quint64 SimAdapter::errorFrames(unsigned channel)
+{
+    std::lock_guard<std::mutex> lock(m_lock);
+    return channel > 1 ? 0 : m_ch[channel].errors;
+}
+
+uint32_t SimAdapter::readBusCounters(uint32_t handle, BusCounters *counters)
+{
+    std::lock_guard<std::mutex> lock(m_lock);
+    const int c = channelOf(handle);
+    if (!counters || c < 0 || !m_plugged || !m_ch[c].started)
+        return 0;
+    counters->errorFrames = m_ch[c].errors;
+    counters->receiveOverflows = m_ch[c].dropped;
+    return 1;
 }
 
 void SimAdapter::startFlood(Sim::FloodMode mode, Sim::FloodFrame frame)

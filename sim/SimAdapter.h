@@ -15,6 +15,7 @@
 // and no more frames pass than the bus carries at the configured rates.
 
 #include "DriverApi.h"
+#include "DriverExtension.h"
 #include "RingQueue.h"
 #include "SimNodes.h"
 #include "SimTypes.h"
@@ -59,6 +60,8 @@ public:
     uint32_t setDataBaud(uint32_t device, uint32_t channel, uint32_t index);
     uint32_t setCanFdStandard(uint32_t device, uint32_t channel, uint32_t standard);
     uint32_t resetDriver();
+    // Extension table (DriverExtension.h).
+    uint32_t readBusCounters(uint32_t handle, BusCounters *counters);
 
     // Controls, see SimControl.h.
     void unplug();
@@ -72,6 +75,9 @@ public:
     bool nodesEnabled();
     QString configProblem();
     quint64 droppedFrames(unsigned channel);
+    bool injectErrorFrames(unsigned channel, quint32 count);
+    bool injectOverflows(unsigned channel, quint32 count);
+    quint64 errorFrames(unsigned channel);
     void startFlood(Sim::FloodMode mode, Sim::FloodFrame frame);
     void stopFlood();
     quint64 floodInjected();
@@ -117,13 +123,15 @@ private:
         RingQueue<BusFrame> tx { kTxQueueFrames };
         RingQueue<CanReceiveRecord> rxCan { kRxQueueRecords };
         RingQueue<CanFdReceiveRecord> rxFd { kRxQueueRecords };
-        quint64 dropped = 0;
+        quint64 dropped = 0; // receive overflows since the start
+        quint64 errors = 0; // error frames since the start
     };
 
     struct NodeClock {
         int64_t due;
         uint32_t sent;
         uint32_t key;
+        uint32_t attempts; // for the node's errors = N
     };
 
     enum class Source { ChannelTx, Node, Flood };
@@ -150,8 +158,8 @@ private:
     void rebaseBus(int64_t now);
     void buildNodeFrame(size_t node, BusFrame &frame) const;
     void buildFloodFrame(uint64_t sequence, BusFrame &frame) const;
-    void deliver(const BusFrame &frame, int fromChannel, int64_t end);
-    void offer(int c, const BusFrame &frame, int64_t end);
+    void deliver(const BusFrame &frame, int fromChannel, int64_t end, bool lost = false);
+    void offer(int c, const BusFrame &frame, int64_t end, bool lost = false);
     void pushReceived(int c, const BusFrame &frame, int64_t end);
     void dropQueues(Channel &ch);
     void closeLocked();

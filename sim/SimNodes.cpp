@@ -13,7 +13,8 @@ bool SimNode::operator==(const SimNode &o) const
 {
     return name == o.name && id == o.id && extended == o.extended && fd == o.fd && bitRateSwitch == o.bitRateSwitch
         && remote == o.remote && length == o.length && periodMs == o.periodMs && counterByte == o.counterByte
-        && std::memcmp(data, o.data, sizeof data) == 0;
+        && std::memcmp(data, o.data, sizeof data) == 0 && errorEvery == o.errorEvery
+        && overflowEvery == o.overflowEvery;
 }
 
 namespace SimNodes {
@@ -125,6 +126,12 @@ namespace {
             ok = readDecimal(value, -1, 63, number);
             n.counterByte = static_cast<int>(number);
             s.hasCounter = true;
+        } else if (key == "errors") {
+            ok = readDecimal(value, 0, 1000000, number);
+            n.errorEvery = static_cast<uint32_t>(number);
+        } else if (key == "overflows") {
+            ok = readDecimal(value, 0, 1000000, number);
+            n.overflowEvery = static_cast<uint32_t>(number);
         } else {
             problem = lineProblem(line, QStringLiteral("unknown key \"%1\"").arg(QString::fromLatin1(key)));
             return false;
@@ -166,6 +173,8 @@ namespace {
             n.counterByte = (n.length > 0 && !n.remote) ? 0 : -1;
         if (n.counterByte >= n.length || (n.remote && n.counterByte >= 0))
             return fail(QStringLiteral("counter byte %1 is not a data byte").arg(n.counterByte));
+        if (n.errorEvery == 1)
+            return fail(QStringLiteral("errors = 1 would never let a frame through"));
         return true;
     }
 

@@ -18,6 +18,8 @@ struct SimNode {
     uint32_t periodMs = 0;
     uint8_t data[64] = {};
     int counterByte = -1; // data byte that counts up with every frame, -1 = none
+    uint32_t errorEvery = 0; // every n-th attempt ends in an error frame and is sent again; 0 = never
+    uint32_t overflowEvery = 0; // every n-th frame is lost in the receivers' full queues; 0 = never
 
     uint32_t idWord() const;
     bool operator==(const SimNode &other) const;

@@ -88,6 +88,15 @@ const KestrixDriver g_table = { openDevice, closeDevice, getDeviceInfo, getDevic
     resetChannel, transmitCan, receiveCan, transmitCanFd, receiveCanFd, getPropertyInterface, updateDevice,
     setArbitrationBaud, setDataBaud, setCanFdStandard, resetDriver };
 
+uint32_t KX_CALL readBusCounters(uint32_t handle, BusCounters *counters)
+{
+    return sim().readBusCounters(handle, counters);
+}
+
+const KestrixExtension g_extension = { readBusCounters };
+
 } // namespace
 
 const KestrixDriver *simulatedDriver() { return &g_table; }
+
+const KestrixExtension *simulatedExtension() { return &g_extension; }

@@ -2,5 +2,8 @@
 // The built-in simulated Halden-D2, reached through the same driver table as
 // the real library.
 #include "DriverApi.h"
+#include "DriverExtension.h"
 
 const KestrixDriver *simulatedDriver();
+// Its extension table: error frames and receive overflows per channel.
+const KestrixExtension *simulatedExtension();

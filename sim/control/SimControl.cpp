@@ -32,6 +32,15 @@ QString configProblem() { return SimAdapter::instance().configProblem(); }
 
 quint64 droppedFrames(unsigned channel) { return SimAdapter::instance().droppedFrames(channel); }
 
+bool injectErrorFrames(unsigned channel, quint32 count)
+{
+    return SimAdapter::instance().injectErrorFrames(channel, count);
+}
+
+bool injectOverflows(unsigned channel, quint32 count) { return SimAdapter::instance().injectOverflows(channel, count); }
+
+quint64 errorFrames(unsigned channel) { return SimAdapter::instance().errorFrames(channel); }
+
 void startFlood(FloodMode mode, FloodFrame frame) { SimAdapter::instance().startFlood(mode, frame); }
 
 void stopFlood() { SimAdapter::instance().stopFlood(); }

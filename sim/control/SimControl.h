@@ -47,6 +47,15 @@ QString configProblem();
 // channel was started.
 quint64 droppedFrames(unsigned channel);
 
+// A started channel sees `count` more error frames, or loses `count` more
+// frames to a full receive queue (counted with the real overflows above);
+// both reach the program through the extension table's ReadBusCounters.
+// False when the channel is not started or the adapter is unplugged.
+bool injectErrorFrames(unsigned channel, quint32 count);
+bool injectOverflows(unsigned channel, quint32 count);
+// Error frames the channel saw since it was started.
+quint64 errorFrames(unsigned channel);
+
 using FloodMode = Sim::FloodMode;
 using FloodFrame = Sim::FloodFrame;
 

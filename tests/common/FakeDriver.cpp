@@ -172,7 +172,7 @@ void install()
 void uninstall()
 {
     resetDeviceState();
-    installDriver(simulatedDriver());
+    installDriver(simulatedDriver(), simulatedExtension());
 }
 
 QList<Call> calls(const QString &name)

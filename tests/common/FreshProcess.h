@@ -13,7 +13,7 @@
 // no frames pending, Simplified Chinese, message boxes recorded instead of shown.
 inline void freshProcess()
 {
-    installDriver(simulatedDriver());
+    installDriver(simulatedDriver(), simulatedExtension());
     SimControl::resetForTests();
     resetDeviceState();
     resetFrameCounter();

@@ -129,6 +129,9 @@ private slots:
         setTicked(w, "checkBox", false);
 
         const QStringList rows = captureRows(path);
+        qInfo("unplug during %s: %llu frames counted while capturing, %llu of them before the unplug, %d rows "
+              "in the file",
+            qPrintable(during), after - before, atUnplug - before, int(rows.size()));
         QVERIFY(after >= atUnplug);
         QCOMPARE(quint64(rows.size()), after - before);
         QCOMPARE(rows.value(0).section(',', 0, 0).toULongLong(), before + 1);
@@ -201,6 +204,10 @@ private slots:
             QCOMPARE(rows.at(i).section(',', 0, 0).toULongLong(), first + quint64(i));
         }
         QVERIFY(cut.size() < 200);
+        qInfo("disk full (%s): %llu frames counted while capturing, %d whole rows in the %lld-byte file, %d bytes "
+              "of a cut row",
+            qPrintable(how), totalCount(w) - before, int(rows.size()), QFileInfo(path).size(),
+            int(cut.toUtf8().size()));
         QCOMPARE(Prompt::shown().size(), 0);
 #else
         QSKIP("Linux only");

@@ -3,6 +3,8 @@
 // capture), and the side dialogs through their widgets.
 #include "DataDlg.h"
 #include "FileDialogs.h"
+#include "FrameCellDelegate.h"
+#include "FrameTableView.h"
 #include "MainWindow.h"
 #include "MyTableModel.h"
 #include "ParaDialog.h"
@@ -15,11 +17,13 @@
 #include "sendThread.h"
 
 #include <QComboBox>
+#include <QHeaderView>
 #include <QLabel>
 #include <QLayout>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
+#include <QPainter>
 #include <QScreen>
 #include <QSpinBox>
 #include <QStandardItemModel>
@@ -84,6 +88,34 @@ int countWrites(const QString &file, const std::function<void()> &action)
     action();
     return 1;
 #endif
+}
+// Counts the paint events a widget receives.
+class PaintCounter : public QObject {
+public:
+    explicit PaintCounter(QWidget *target) { target->installEventFilter(this); }
+    int count = 0;
+
+protected:
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        count += event->type() == QEvent::Paint;
+        return false;
+    }
+};
+
+// A table set up as the main window sets up its frame list.
+void setUpLikeFrameList(QTableView *view, QAbstractItemModel *model)
+{
+    view->setModel(model);
+    view->setAlternatingRowColors(true);
+    view->setSelectionBehavior(QAbstractItemView::SelectRows);
+    view->setSelectionMode(QAbstractItemView::SingleSelection);
+    view->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    view->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    view->verticalHeader()->setDefaultSectionSize(view->fontMetrics().height() + 6);
+    view->verticalHeader()->hide();
+    view->horizontalHeader()->setStretchLastSection(true);
+    view->resize(520, 200);
 }
 } // namespace
 
@@ -335,6 +367,35 @@ private slots:
         QTRY_COMPARE(label("labelCh2TxCount"), QString("1"));
         QCOMPARE(model()->rowCount(), 10);
         QCOMPARE(model()->cellText(9, 5), QString("0x7FF"));
+    }
+
+    // Rows arriving at the bottom of the list cost the table one repaint per
+    // tick, and none while the window is minimised.
+    void oneRepaintPerTick()
+    {
+        QWidget *viewport = find<QTableView>("tableView")->viewport();
+        QVERIFY(QTest::qWaitForWindowExposed(w));
+        QList<ModelItem> batch;
+        for (int i = 0; i < 300; ++i)
+            batch << frame(0, 1, QString("0x%1").arg(i, 3, 16, QChar('0')));
+        appendPendingFrames(batch);
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("300"));
+        QTest::qWait(50);
+        PaintCounter paints(viewport);
+        appendPendingFrames(batch);
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("600"));
+        QTest::qWait(300); // two more ticks with nothing new
+        QCOMPARE(paints.count, 1);
+        w->showMinimized();
+        QTest::qWait(50);
+        paints.count = 0;
+        appendPendingFrames(batch);
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("900"));
+        QTest::qWait(300);
+        QCOMPARE(paints.count, 0);
+        QCOMPARE(model()->rowCount(), 900);
+        w->showNormal(); // and drawn again when it comes back
+        QTRY_VERIFY(paints.count > 0);
     }
 
     void pauseMergeAndClear()
@@ -738,5 +799,73 @@ private slots:
     }
 };
 
-OSTREL_TEST_MAIN(QApplication, new MainWindowTest, new PanelsTest, new SideDialogsTest)
+// The frame table's own drawing against the standard table's.
+class FrameTableTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    // Every pixel as the standard view and delegate draw it: texts that fit,
+    // texts the standard path wraps or elides, mixed scripts, a selected row,
+    // a hidden row (the grid skips it), a partial repaint.
+    void drawnAsTheStandardTable_data()
+    {
+        columns<QStringList>({ "texts" });
+        QTest::newRow("fitting") << QStringList { "1", "12:00:00.123", "0x00000123", "Rx", "x| 00 11 22 " };
+        QTest::newRow("mixed scripts") << QStringList { "2", "无", "扩展帧", "數據幀", "CANFD-加速" };
+        QTest::newRow("too wide") << QStringList { "1234567890123456", "12:00:00.123 12:00:00.123", "0x1FFFFFFF",
+            "Extended Frame", "x| 00 11 22 33 44 55 66 77 88 99 AA BB CC DD EE FF 00 11 22 33 44 55 66 77 " };
+        QTest::newRow("wide word") << QStringList { "x", "y", "z", "w", QString(80, QChar('0')) };
+    }
+    void drawnAsTheStandardTable()
+    {
+        QFETCH(QStringList, texts);
+        QStandardItemModel model(6, texts.size());
+        for (int r = 0; r < model.rowCount(); ++r)
+            for (int c = 0; c < texts.size(); ++c)
+                model.setItem(r, c, new QStandardItem(r % 2 ? texts.at(c) : texts.at(texts.size() - 1 - c)));
+        QTableView standard;
+        FrameTableView ours;
+        for (QTableView *view : { &standard, static_cast<QTableView *>(&ours) }) {
+            setUpLikeFrameList(view, &model);
+            for (int c = 0; c + 1 < texts.size(); ++c)
+                view->setColumnWidth(c, 90);
+            view->setRowHidden(2, true);
+            view->selectRow(4);
+            view->show();
+        }
+        QVERIFY(QTest::qWaitForWindowExposed(&ours));
+        const QImage expected = standard.viewport()->grab().toImage();
+        QCOMPARE(ours.viewport()->grab().toImage(), expected);
+        QVERIFY(ours.cellDelegate()->cachedPathUsed(&ours));
+        const QRect part(37, 11, 150, 50); // crosses cells and grid lines
+        QCOMPARE(ours.viewport()->grab(part).toImage(), standard.viewport()->grab(part).toImage());
+    }
+
+    // However many distinct texts pass, the cache keeps at most its limit.
+    void cacheBounded()
+    {
+        const int n = FrameCellDelegate::kCacheLimit * 2 + 100;
+        QStandardItemModel model(n, 1);
+        for (int r = 0; r < n; ++r)
+            model.setItem(r, 0, new QStandardItem(QString::number(r)));
+        FrameTableView view;
+        setUpLikeFrameList(&view, &model);
+        QImage image(200, 30, QImage::Format_ARGB32_Premultiplied);
+        QPainter painter(&image);
+        QStyleOptionViewItem option;
+        option.initFrom(&view);
+        option.widget = &view;
+        option.rect = QRect(0, 0, 200, 30);
+        option.showDecorationSelected = true;
+        option.displayAlignment = Qt::AlignLeft | Qt::AlignVCenter;
+        for (int r = 0; r < n; ++r) {
+            view.cellDelegate()->paint(&painter, option, model.index(r, 0));
+            QVERIFY(view.cellDelegate()->cachedTexts() <= FrameCellDelegate::kCacheLimit);
+        }
+        QVERIFY(view.cellDelegate()->cachedPathUsed(&view));
+        QVERIFY(view.cellDelegate()->cachedTexts() >= FrameCellDelegate::kCacheLimit / 2);
+    }
+};
+
+OSTREL_TEST_MAIN(QApplication, new MainWindowTest, new PanelsTest, new SideDialogsTest, new FrameTableTest)
 #include "tst_window.moc"

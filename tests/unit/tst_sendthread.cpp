@@ -1,8 +1,9 @@
 // The send thread against the recording fake driver: batches, increments,
 // record bytes, log lines and failures in the count mode; CSV rows, timing,
-// channels and errors in the file mode.
+// channels and errors in the file mode, and the replay of standard log files.
 #include "FakeDriver.h"
 #include "Lang.h"
+#include "LogWriter.h"
 #include "ModelItem.h"
 #include "PendingFrames.h"
 #include "SettingsStore.h"
@@ -57,6 +58,31 @@ QStringList sentFrames(int dataBytes = 0)
 }
 
 qint64 gapMs(const Call &a, const Call &b) { return (b.nsecs - a.nsecs) / 1000000; }
+
+LogFrame logFrame(qint64 ms, quint32 channel, quint32 id, const QString &kind, int length)
+{
+    LogFrame f;
+    f.timeNs = ms * 1000000;
+    f.channel = channel;
+    f.id = id;
+    f.extended = kind.contains('x');
+    f.remote = kind.contains('r');
+    f.canFd = kind.contains("fd");
+    f.bitRateSwitch = kind.contains('b');
+    f.errorFrame = kind.contains('e');
+    f.length = quint8(length);
+    for (int i = 0; i < length; ++i)
+        f.data[size_t(i)] = quint8(0x11 * i + 1);
+    return f;
+}
+
+// Frames of a log file for the replay tests, 1-based channels 1, 2 and 3, an error frame last.
+QList<LogFrame> replayFrames()
+{
+    return { logFrame(0, 0, 0x123, "", 8), logFrame(60, 1, 0x1ABCDEF, "x", 3), logFrame(100, 0, 0x7FF, "r", 2),
+        logFrame(130, 1, 0x10, "fdb", 12), logFrame(180, 0, 0x18FF0010, "xfd", 64), logFrame(200, 2, 0x55, "", 1),
+        logFrame(210, 0, 0, "e", 0) };
+}
 } // namespace
 
 class tst_SendThread : public QObject {
@@ -69,6 +95,16 @@ class tst_SendThread : public QObject {
         const QString path = m_dir.filePath(QString("frames%1.csv").arg(++m_files));
         writeFile(path,
             ("序号,系统时间,时间标识,通道,收/发,ID,Frame,类型,DLC,CAN-FD,数据\n" + rows.join('\n') + '\n').toUtf8());
+        return path;
+    }
+    QString logFile(const QString &format, const QList<LogFrame> &frames)
+    {
+        const QString path = m_dir.filePath(QString("frames%1.%2").arg(++m_files).arg(format));
+        LogError error;
+        auto writer = LogWriter::create(path, LogWriterOptions(), &error);
+        for (const LogFrame &f : frames)
+            writer->write(f);
+        writer->finish();
         return path;
     }
     void run(sendThread &t, Recorder &rec, int ends = 1)
@@ -397,6 +433,116 @@ private slots:
         run(t, rec, 2);
         QCOMPARE(rec.events.join('|'), lines.arg(path) + "|end 0|end 1");
         QCOMPARE(transmits().size(), 0);
+    }
+
+    void logReplay_data()
+    {
+        // sent: per frame "<ch> <id word>:<data hex> <length> <flags>", FD records marked "fd"
+        columns<QString, uint, uint, QStringList>({ "format", "fileChannel", "interval", "lines" });
+        for (const QString format : { "asc", "blf", "trc", "log" }) {
+            QTest::addRow("%s, the file's channels, recorded timing", qPrintable(format))
+                << format << 2u << sendThread::kRecordedTiming
+                << QStringList { "1帧的通道不是1或2，不发送", "1个错误帧不发送" };
+            QTest::addRow("%s, channel 2, fixed interval", qPrintable(format))
+                << format << 1u << 0u << QStringList { "1个错误帧不发送" };
+        }
+    }
+    void logReplay()
+    {
+        QFETCH(QString, format);
+        QFETCH(uint, fileChannel);
+        QFETCH(uint, interval);
+        QFETCH(QStringList, lines);
+        const QString path = logFile(format, replayFrames());
+        sendThread t(0);
+        Recorder rec(t);
+        t.setFileSend(path, 1, interval, fileChannel);
+        run(t, rec, 2);
+        QCOMPARE(rec.events,
+            QStringList("开始发送文件: " + path + "...") + lines + QStringList({ "文件发送完成！", "end 0", "end 1" }));
+        // Every frame a bus can carry, in file order, on the file's channel or the chosen one.
+        QStringList expected;
+        for (const LogFrame &f : replayFrames()) {
+            if (f.errorFrame || (fileChannel == 2 && f.channel > 1))
+                continue;
+            const quint32 word = f.id | (f.extended ? 0x80000000u : 0) | (f.remote ? 0x40000000u : 0);
+            QByteArray data(reinterpret_cast<const char *>(f.data.data()), f.remote ? 0 : f.length);
+            expected << QString("%1 %2%3:%4 %5 %6")
+                            .arg(fileChannel == 2 ? f.channel : fileChannel)
+                            .arg(f.canFd ? "fd " : "")
+                            .arg(word, 0, 16)
+                            .arg(QString(data.toHex()))
+                            .arg(f.length)
+                            .arg(f.bitRateSwitch ? 1 : 0);
+        }
+        QStringList sent;
+        const QList<Call> calls = transmits();
+        for (const Call &c : calls) {
+            const bool fd = c.name == "TransmitCanFd";
+            const int length = uint8_t(c.records.at(4));
+            const bool remote = c.records.at(3) & 0x40;
+            sent << QString("%1 %2%3:%4 %5 %6")
+                        .arg(c.args.at(0) == FakeDriver::channelHandle(1) ? 1 : 0)
+                        .arg(fd ? "fd " : "")
+                        .arg(qFromLittleEndian<quint32>(c.records.constData()), 0, 16)
+                        .arg(QString(c.records.mid(8, remote ? 0 : length).toHex()))
+                        .arg(length)
+                        .arg(fd ? int(uint8_t(c.records.at(5))) : 0);
+        }
+        QCOMPARE(sent, expected);
+        if (interval == sendThread::kRecordedTiming) // 60, 40, 30, 50 ms apart in the file
+            for (int i = 1; i < calls.size(); ++i)
+                QVERIFY2(gapMs(calls.first(), calls[i]) >= QList<int>({ 0, 59, 99, 129, 179 }).at(i),
+                    qPrintable(QString("frame %1 at %2 ms").arg(i).arg(gapMs(calls.first(), calls[i]))));
+        QCOMPARE(takePendingFrames().size(), calls.size());
+    }
+
+    void logReplayErrors_data()
+    {
+        // damage: text appended to a good file, "cut N" drops its last N bytes, "header" puts a line before it;
+        // where: what follows the path in the reason, %1 the appended line
+        columns<QString, int, QString, QString>({ "format", "lang", "damage", "where" });
+        QTest::newRow("asc, bad hex") << "asc" << 2 << "   0.300000 1  123             Rx   d 2 0G 01\n"
+                                      << ": line %1: bad record";
+        QTest::newRow("trc, length over 64") << "trc" << 0 << "      9       300.000 FD  1     0123 Rx -  F    00\n"
+                                             << "：第%1行：";
+        QTest::newRow("candump, unknown text") << "log" << 1 << "(1.300000) can0 hello\n"
+                                               << "：第%1行：";
+        QTest::newRow("blf, truncated") << "blf" << 2 << "cut 20"
+                                        << ": byte offset 144: file is truncated";
+        QTest::newRow("asc, not a log") << "asc" << 2 << "header"
+                                        << ": line 1: bad header";
+    }
+    void logReplayErrors()
+    {
+        QFETCH(QString, format);
+        QFETCH(int, lang);
+        QFETCH(QString, damage);
+        QFETCH(QString, where);
+        setLanguageCode(lang);
+        QString path = logFile(format, replayFrames().mid(0, 5));
+        QByteArray bytes = readFile(path);
+        if (damage == "header")
+            bytes = "no header here\n" + bytes;
+        else if (damage.startsWith("cut "))
+            bytes.chop(damage.mid(4).toInt());
+        else
+            bytes += damage.toUtf8();
+        QVERIFY(writeFile(path, bytes));
+        const int badLine = bytes.count('\n');
+        sendThread t(0);
+        Recorder rec(t);
+        t.setFileSend(path, 1, 0, 2);
+        run(t, rec, 2);
+        // The reason names the file and the line or offset; nothing at all was sent.
+        QCOMPARE(rec.events.size(), 5);
+        if (where.contains("%1"))
+            where = where.arg(badLine);
+        QVERIFY2(rec.events.at(1).startsWith(path + where), qPrintable(rec.events.at(1)));
+        const QString error = Lang::pick(lang, "文件发送错误！", "文件發送錯誤！", "File transmission Error!");
+        QCOMPARE(rec.events.mid(2), QStringList({ error, "end 0", "end 1" }));
+        QCOMPARE(transmits().size(), 0);
+        QCOMPARE(takePendingFrames().size(), 0);
     }
 };
 

@@ -117,7 +117,7 @@ class tst_Sim : public QObject {
 private slots:
     void init()
     {
-        installDriver(simulatedDriver());
+        installDriver(simulatedDriver(), simulatedExtension());
         SimControl::resetForTests();
         resetDeviceState();
         SimControl::setNodesEnabled(false);

@@ -55,6 +55,35 @@ FrameBits frameBits(bool fd, bool extended, bool remote, bool bitRateSwitch, uin
     return { arbitration + data, 0 };
 }
 
+FrameBits stuffBits(bool fd, bool extended, bool remote, bool bitRateSwitch, uint32_t length)
+{
+    const uint32_t payloadBits = remote ? 0 : 8 * length;
+    if (!fd)
+        return { ((extended ? 54u : 34u) + payloadBits - 1) / 4, 0 };
+    const uint32_t head = extended ? 36 : 17; // SOF to BRS
+    const uint32_t all = (head + 5 + payloadBits - 1) / 4;
+    const uint32_t inHead = (head - 1) / 4;
+    if (bitRateSwitch)
+        return { inHead, all - inHead };
+    return { all, 0 };
+}
+
+FrameBits stuffedFrameBits(bool fd, bool extended, bool remote, bool bitRateSwitch, uint32_t length)
+{
+    const FrameBits bits = frameBits(fd, extended, remote, bitRateSwitch, length);
+    const FrameBits stuff = stuffBits(fd, extended, remote, bitRateSwitch, length);
+    return { bits.arbitration + stuff.arbitration, bits.data + stuff.data };
+}
+
+double loadPercent(
+    uint64_t arbitrationBits, uint64_t dataBits, uint32_t arbitrationRate, uint32_t dataRate, int64_t elapsedNs)
+{
+    if (arbitrationRate == 0 || dataRate == 0 || elapsedNs <= 0)
+        return -1;
+    const double busySeconds = double(arbitrationBits) / arbitrationRate + double(dataBits) / dataRate;
+    return 100.0 * busySeconds / (double(elapsedNs) * 1e-9);
+}
+
 int64_t frameDurationNs(const FrameBits &bits, uint32_t arbitrationRate, uint32_t dataRate)
 {
     double ns = 1e9 * bits.arbitration / arbitrationRate;
