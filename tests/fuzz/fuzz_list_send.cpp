@@ -1,5 +1,5 @@
 // The list-send file: a list that reads writes back as a list that reads the
-// same; a problem anywhere gives no rows.
+// same (names without carriage returns); a problem anywhere gives no rows.
 #include "FuzzCheck.h"
 #include "ListSendFile.h"
 
@@ -15,6 +15,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     }
     const ListSendFile::Result again = ListSendFile::parse(ListSendFile::format(result.rows));
     FUZZ_CHECK(again.ok);
-    FUZZ_CHECK(again.rows == result.rows);
+    // A name keeps everything but a carriage return inside the line, which
+    // the writer leaves out (a name is one line of the file).
+    QList<ListSendRow> expected = result.rows;
+    for (ListSendRow &row : expected)
+        row.name.remove(QLatin1Char('\r'));
+    FUZZ_CHECK(again.rows == expected);
     return 0;
 }

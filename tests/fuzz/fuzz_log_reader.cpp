@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         return 0;
     // Written to memory-backed storage where there is some.
     static QTemporaryDir dir(QDir("/dev/shm").exists() ? QStringLiteral("/dev/shm/ostrel-fuzz-XXXXXX")
-                                                        : QDir::tempPath() + QStringLiteral("/ostrel-fuzz-XXXXXX"));
+                                                       : QDir::tempPath() + QStringLiteral("/ostrel-fuzz-XXXXXX"));
     const QList<LogFormat::Format> formats = LogFormat::all();
     const LogFormat::Format format = formats.at(data[0] % formats.size());
     const QString path = dir.filePath(QStringLiteral("input.") + LogFormat::suffix(format));
