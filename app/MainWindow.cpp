@@ -8,12 +8,15 @@
 #include "DeviceLayer.h"
 #include "DpiScaler.h"
 #include "FileDialogs.h"
+#include "InterfaceDlg.h"
+#include "Interfaces.h"
 #include "Lang.h"
 #include "MyTableModel.h"
 #include "OpenDlg.h"
 #include "Prompt.h"
 #include "SettingsStore.h"
 #include "SiftDialog.h"
+#include "SignalRecorder.h"
 #include "fileDlg.h"
 #include "listSendDlg.h"
 #include "recvThread.h"
@@ -47,6 +50,13 @@ MainWindow::MainWindow(QWidget *parent)
 {
     ui->setupUi(this);
     SettingsStore::load(AppPaths::appDir() + QStringLiteral("/config/setdb.txt"));
+    // The interface chosen in an earlier run; with none stored the table the
+    // program started with stays in force.
+    Interfaces::restore();
+    Interfaces::setNoticeSink([this](const QString &line) {
+        QMetaObject::invokeMethod(
+            this, [this, line] { writeLog(line); }, Qt::QueuedConnection);
+    });
 
     m_fileDlg = new fileDlg(this);
     m_fileDlg->setWindowFlag(Qt::Window);
@@ -151,6 +161,8 @@ MainWindow::MainWindow(QWidget *parent)
     });
     connect(ui->actionOpenDevice, &QAction::triggered, this, &MainWindow::openDeviceAction);
     connect(ui->actionUpgrade, &QAction::triggered, this, &MainWindow::upgradeAction);
+    connect(ui->actionInterface, &QAction::triggered, this, &MainWindow::interfaceAction);
+    ui->actionUpgrade->setEnabled(Interfaces::isHaldenD2());
     connect(ui->actionCanSetting, &QAction::triggered, this,
         [this] { DeviceActions::applyChannelParameters(this, [this](const QString &msg) { writeLog(msg); }); });
     connect(ui->actionViewParam, &QAction::triggered, this, [this] { DeviceActions::viewChannelParameters(this); });
@@ -206,6 +218,9 @@ MainWindow::MainWindow(QWidget *parent)
     ui->topSplitter->setStretchFactor(1, 1);
     ui->topSplitter->setSizes({ 1100, 260 });
 
+    buildSignalViews();
+    restoreDatabases();
+
     QTimer::singleShot(1000, this, &MainWindow::deviceWatch);
     QTimer::singleShot(SettingsStore::value(QStringLiteral("refreshInterval"), QStringLiteral("100")).toInt(), this,
         &MainWindow::refreshDisplay);
@@ -214,6 +229,7 @@ MainWindow::MainWindow(QWidget *parent)
 
 MainWindow::~MainWindow()
 {
+    Interfaces::setNoticeSink(nullptr);
     // The list's schedulers end before the device closes under them.
     delete m_listDlg;
     m_listDlg = nullptr;
@@ -268,6 +284,7 @@ void MainWindow::setLa()
     ui->menuHelp->setTitle(p("帮助(&H)", "幫助(&H)", "Help(&H)"));
     ui->actionAbout->setText(p("关于(&A)", "關於(&A)", "About(&A)"));
     ui->actionUpgrade->setText(p("固件升级(&U)", "固件升級(&U)", "Firmware Upgrade(&U)"));
+    ui->actionInterface->setText(p("接口选择(&N)", "介面選擇(&N)", "Interface Selection(&N)"));
     ui->actionHelpFolder->setText(p("帮助文档目录(&P)", "幫助文檔目錄(&P)", "Help Folder(&P)"));
     ui->actionListSend->setText(p("列表发送(&L)", "列表發送(&L)", "List Send(&L)"));
     ui->actionAddToListSend->setText(
@@ -277,6 +294,7 @@ void MainWindow::setLa()
     ui->actionMerge->setText(p("合并相同ID数据(&M)", "合并相同ID數據(&M)", "Merge list data(&M)"));
     ui->logGroupBox->setTitle(p("操作记录", "操作記錄", "Operation Log"));
     updateTuningTexts();
+    setSignalTexts();
 
     m_model->setHeader(
         { p("序号", "序號", "index"), p("系统时间", "系統時間", "system time"), p("时间标识", "時間標識", "time stamp"),
@@ -469,14 +487,33 @@ void MainWindow::handleDeviceClosed()
     writeLog(tr("设备已关闭！"));
 }
 
+void MainWindow::deviceClosedByUser()
+{
+    handleDeviceClosed();
+    setTitle(kTitlePrefix + versionText());
+    m_deviceShown = false;
+}
+
+void MainWindow::interfaceAction()
+{
+    InterfaceDlg dlg(Interfaces::current(), this);
+    if (dlg.exec() != QDialog::Accepted)
+        return;
+    const Interfaces::Mapping chosen = dlg.mapping();
+    if (chosen == Interfaces::current())
+        return;
+    // The open device belongs to the old interface: closed first, as the close button does.
+    if (isDeviceOpen())
+        deviceClosedByUser();
+    if (Interfaces::use(chosen))
+        Interfaces::store(chosen);
+    ui->actionUpgrade->setEnabled(Interfaces::isHaldenD2());
+}
+
 void MainWindow::openDeviceAction()
 {
     OpenDlg dlg(m_deviceIndex, this);
-    connect(&dlg, &OpenDlg::deviceClosed, this, [this] {
-        handleDeviceClosed();
-        setTitle(kTitlePrefix + versionText());
-        m_deviceShown = false;
-    });
+    connect(&dlg, &OpenDlg::deviceClosed, this, &MainWindow::deviceClosedByUser);
     dlg.exec();
     m_deviceIndex = dlg.deviceIndex();
     channelsOpened(dlg.channelOpened(0), dlg.channelOpened(1));

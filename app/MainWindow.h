@@ -21,6 +21,12 @@ class fileDlg;
 class listSendDlg;
 class SiftDialog;
 class valueDialog;
+class QDockWidget;
+class QMenu;
+class SignalPanel;
+class SignalPlot;
+class SignalRecorder;
+struct DbcError;
 class BusStatsWindow;
 
 namespace Ui {
@@ -57,8 +63,24 @@ public:
     QStringList distinctValues(int column) const;
     void writeLog(const QString &msg);
     void handleDeviceClosed();
+    // The close action: device-closed handling, plain title.
+    void deviceClosedByUser();
     // After the open dialog: start the receive thread of each channel it opened.
     void channelsOpened(bool ch0, bool ch1);
+
+    // Signal databases (MainWindowSignals.cpp). Adds DBC files to a channel's
+    // list; a file that cannot be read leaves the list as it was and shows
+    // which line was wrong. The lists are kept as "ch1DbcFiles", "ch2DbcFiles".
+    bool addDatabases(int ch, const QStringList &paths);
+    void clearDatabases();
+    void loadExampleDatabase();
+    QStringList databaseFiles(int ch) const { return m_dbcFiles[ch ? 1 : 0]; }
+    SignalPanel *signalPanel() const { return m_signalPanel; }
+    SignalPlot *signalPlot() const { return m_signalPlot; }
+    QDockWidget *signalPanelDock() const { return m_panelDock; }
+    QDockWidget *signalPlotDock() const { return m_plotDock; }
+    QMenu *databaseMenu() const { return m_dbcMenu; }
+    static QString databaseErrorText(const DbcError &error);
 
 public slots:
     void setLa();
@@ -107,6 +129,7 @@ private slots:
 
     // Menus
     void openDeviceAction();
+    void interfaceAction();
     void upgradeAction();
 
 private:
@@ -138,6 +161,13 @@ private:
     void endCaptureRound();
     void reportCapture();
     void applyFilterToView();
+    void buildSignalViews();
+    void setSignalTexts();
+    void restoreDatabases();
+    bool readDatabases(int ch, const QStringList &paths, bool tellUser);
+    void chooseDatabaseFiles(int ch);
+    void showSelectedSignals();
+    void offerToSignals(const ModelItem &item, double hostNow);
 
     std::unique_ptr<Ui::MainWindow> ui;
     MyTableModel *m_model = nullptr;
@@ -167,4 +197,17 @@ private:
     bool m_selectionKept = false;
     int m_tableScrollValue = 0;
     QStringList m_siftValues;
+
+    std::unique_ptr<SignalRecorder> m_signals;
+    QStringList m_dbcFiles[2];
+    QDockWidget *m_panelDock = nullptr;
+    QDockWidget *m_plotDock = nullptr;
+    SignalPanel *m_signalPanel = nullptr;
+    SignalPlot *m_signalPlot = nullptr;
+    QMenu *m_dbcMenu = nullptr;
+    QAction *m_loadDbc[2] = { nullptr, nullptr };
+    QAction *m_dbcInfo[2] = { nullptr, nullptr };
+    QAction *m_loadExample = nullptr;
+    QAction *m_clearDbc = nullptr;
+    qint64 m_signalTickNs = 0; // the frame clock when the refresh tick began its round
 };

@@ -12,11 +12,13 @@
 #include "Prompt.h"
 #include "SettingsStore.h"
 #include "SiftDialog.h"
+#include "SignalRecorder.h"
 #include "listSendDlg.h"
 #include "recvThread.h"
 #include "savefileDlg.h"
 
 #include <QCursor>
+#include <QDockWidget>
 #include <QElapsedTimer>
 #include <QMenu>
 #include <QTime>
@@ -98,6 +100,12 @@ void MainWindow::refreshDisplay()
         int acceptedCount = 0;
         // The conditions cannot change during the round; without any, every record is accepted.
         const bool filtering = m_model->hasFilter();
+        // The signal list and plot look at frames only while databases are
+        // loaded and the list is shown or a signal is plotted.
+        const bool watching = m_signals->hasDatabases() && (m_plotDock->isVisible() || m_signals->hasChosen());
+        const double signalNow = watching ? m_signals->now() : 0.0;
+        if (watching)
+            m_signalTickNs = frameClockNs();
         // The round's numbers are taken from the frame counter in one step.
         quint64 index = takeFrameIndices(quint64(rows.size()));
         for (int i = 0; i < rows.size(); ++i) {
@@ -116,6 +124,8 @@ void MainWindow::refreshDisplay()
                 accepted[size_t(i)] = true;
                 ++acceptedCount;
             }
+            if (watching)
+                offerToSignals(item, signalNow);
         }
         if (saving)
             endCaptureRound();

@@ -26,6 +26,13 @@ QString getOpenFileName(QWidget *parent, const QString &caption, const QString &
     return QFileDialog::getOpenFileName(parent, caption, dir, filter);
 }
 
+QStringList getOpenFileNames(QWidget *parent, const QString &caption, const QString &dir, const QString &filter)
+{
+    if (g_scripted)
+        return g_answers.isEmpty() ? QStringList() : g_answers.takeFirst().split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    return QFileDialog::getOpenFileNames(parent, caption, dir, filter);
+}
+
 void queueAnswersForTests(const QStringList &paths)
 {
     g_scripted = true;

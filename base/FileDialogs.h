@@ -9,6 +9,8 @@ class QWidget;
 namespace FileDialogs {
 QString getSaveFileName(QWidget *parent, const QString &caption, const QString &dir, const QString &filter);
 QString getOpenFileName(QWidget *parent, const QString &caption, const QString &dir, const QString &filter);
+// Several files at once; a scripted answer holds them separated by '\n'.
+QStringList getOpenFileNames(QWidget *parent, const QString &caption, const QString &dir, const QString &filter);
 
 // Tests only: the next dialogs answer these paths in order (an empty string
 // is a cancelled dialog) instead of opening.

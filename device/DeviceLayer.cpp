@@ -1,6 +1,7 @@
 #include "DeviceLayer.h"
 
 #include "BusTiming.h"
+#include "Interfaces.h"
 
 #include <QDebug>
 #include <QThread>
@@ -238,6 +239,11 @@ uint16_t refreshDeviceInfo()
         return 0;
     DeviceInfoRecord rec {};
     d.GetDeviceInfo(g_state.deviceHandle, &rec);
+    if (!Interfaces::isHaldenD2()) {
+        // An interface has no serial number or versions: its names stand in for them.
+        g_state.infoText = Interfaces::mappingText(Interfaces::current());
+        return rec.fwVersion;
+    }
     QString serial = QString::fromLatin1(rec.serialNumber, sizeof rec.serialNumber);
     serial.remove(QLatin1Char(' '));
     g_state.infoText = QStringLiteral("SN:") + serial + QStringLiteral(", DriverLib:") + versionText(rec.drVersion)

@@ -1,5 +1,7 @@
 #include "KestrixLibrary.h"
 
+#include "Interfaces.h"
+
 #ifdef _WIN32
 #include <QCoreApplication>
 #include <QDir>
@@ -44,4 +46,13 @@ const KestrixDriver *kestrixLibrary()
 {
     static const KestrixDriver *const table = load();
     return table;
+}
+
+Interfaces::Backend kestrixBackend()
+{
+    Interfaces::Backend dll;
+    dll.key = QStringLiteral("kestrix");
+    dll.haldenD2 = true;
+    dll.driverFor = [](Interfaces::Mapping &) { return kestrixLibrary(); };
+    return dll;
 }

@@ -7,3 +7,10 @@
 // The bound table, or nullptr. The library is loaded once; later calls give
 // the same answer.
 const KestrixDriver *kestrixLibrary();
+
+namespace Interfaces {
+struct Backend;
+}
+// Its entry in the interface registry ("kestrix"); only call it when
+// kestrixLibrary() gave a table.
+Interfaces::Backend kestrixBackend();

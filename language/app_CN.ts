@@ -184,6 +184,10 @@
         <translation>设备操作(&amp;S)</translation>
     </message>
     <message>
+        <source>接口选择(&amp;N)</source>
+        <translation>接口选择(&amp;N)</translation>
+    </message>
+    <message>
         <source>固件升级(&amp;U)</source>
         <translation>固件升级(&amp;U)</translation>
     </message>

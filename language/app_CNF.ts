@@ -184,6 +184,10 @@
         <translation>設備操作(&amp;S)</translation>
     </message>
     <message>
+        <source>接口选择(&amp;N)</source>
+        <translation>介面選擇(&amp;N)</translation>
+    </message>
+    <message>
         <source>固件升级(&amp;U)</source>
         <translation>固件升級(&amp;U)</translation>
     </message>

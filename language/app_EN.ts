@@ -184,6 +184,10 @@
         <translation>Device Operations(&amp;S)</translation>
     </message>
     <message>
+        <source>接口选择(&amp;N)</source>
+        <translation>Interface Selection(&amp;N)</translation>
+    </message>
+    <message>
         <source>固件升级(&amp;U)</source>
         <translation>Firmware Upgrade(&amp;U)</translation>
     </message>

@@ -108,6 +108,45 @@
     </message>
 </context>
 <context>
+    <name>InterfaceDlg</name>
+    <message>
+        <source>接口选择</source>
+        <translation>介面選擇</translation>
+    </message>
+    <message>
+        <source>通道1</source>
+        <translation>通道1</translation>
+    </message>
+    <message>
+        <source>通道2</source>
+        <translation>通道2</translation>
+    </message>
+    <message>
+        <source>接口：</source>
+        <translation>介面：</translation>
+    </message>
+    <message>
+        <source>插件：</source>
+        <translation>插件：</translation>
+    </message>
+    <message>
+        <source>接口名称：</source>
+        <translation>介面名稱：</translation>
+    </message>
+    <message>
+        <source>Halden-D2 的两个通道总是一起使用。更改接口时，已打开的设备先被关闭。</source>
+        <translation>Halden-D2 的兩個通道總是一起使用。更改介面時，已打開的設備先被關閉。</translation>
+    </message>
+    <message>
+        <source>确定</source>
+        <translation>確定</translation>
+    </message>
+    <message>
+        <source>取消</source>
+        <translation>取消</translation>
+    </message>
+</context>
+<context>
     <name>OpenDlg</name>
     <message>
         <source>打开设备</source>

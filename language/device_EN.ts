@@ -108,6 +108,45 @@
     </message>
 </context>
 <context>
+    <name>InterfaceDlg</name>
+    <message>
+        <source>接口选择</source>
+        <translation>Interface Selection</translation>
+    </message>
+    <message>
+        <source>通道1</source>
+        <translation>Channel 1</translation>
+    </message>
+    <message>
+        <source>通道2</source>
+        <translation>Channel 2</translation>
+    </message>
+    <message>
+        <source>接口：</source>
+        <translation>Interface:</translation>
+    </message>
+    <message>
+        <source>插件：</source>
+        <translation>Plugin:</translation>
+    </message>
+    <message>
+        <source>接口名称：</source>
+        <translation>Interface name:</translation>
+    </message>
+    <message>
+        <source>Halden-D2 的两个通道总是一起使用。更改接口时，已打开的设备先被关闭。</source>
+        <translation>The two channels of a Halden-D2 always go together. Changing the interface closes an open device first.</translation>
+    </message>
+    <message>
+        <source>确定</source>
+        <translation>OK</translation>
+    </message>
+    <message>
+        <source>取消</source>
+        <translation>Cancel</translation>
+    </message>
+</context>
+<context>
     <name>OpenDlg</name>
     <message>
         <source>打开设备</source>

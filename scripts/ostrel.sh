@@ -7,7 +7,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 mode=${1:-run}
-packages=(cmake make g++ qtbase5-dev qttools5-dev qttools5-dev-tools libqt5charts5-dev clang-format fonts-wqy-microhei python3 python3-can zlib1g-dev)
+packages=(cmake make g++ qtbase5-dev qttools5-dev qttools5-dev-tools libqt5charts5-dev libqt5serialbus5-dev libqt5serialbus5-plugins clang-format fonts-wqy-microhei python3 python3-can python3-canmatrix zlib1g-dev)
 # libFuzzer comes with clang's run-time libraries; only the fuzz mode needs them.
 if [ "$mode" = fuzz ]; then
     packages+=(clang libclang-rt-14-dev)
@@ -55,8 +55,12 @@ bench)
     shift
     exec env QT_QPA_PLATFORM=offscreen ./build/bin/ostrel_bench "$@"
     ;;
+bench-logs)
+    shift
+    exec ./build/bin/ostrel_log_bench "$@"
+    ;;
 *)
-    echo "usage: scripts/ostrel.sh run|test|check|fuzz|bench" >&2
+    echo "usage: scripts/ostrel.sh run|test|check|fuzz|bench|bench-logs" >&2
     exit 2
     ;;
 esac

@@ -42,31 +42,6 @@ uint32_t wireId(uint32_t idWord)
     return (idWord & (extended ? 0x1FFFFFFFu : 0x7FFu)) | (idWord & 0xC0000000u);
 }
 
-// The filter properties take hexadecimal text with or without "0x".
-int64_t parseHex(const char *text)
-{
-    if (text[0] == '0' && (text[1] == 'x' || text[1] == 'X'))
-        text += 2;
-    const size_t n = std::strlen(text);
-    if (n == 0 || n > 8)
-        return -1;
-    int64_t value = 0;
-    for (size_t i = 0; i < n; ++i) {
-        const char c = text[i];
-        int digit;
-        if (c >= '0' && c <= '9')
-            digit = c - '0';
-        else if (c >= 'a' && c <= 'f')
-            digit = c - 'a' + 10;
-        else if (c >= 'A' && c <= 'F')
-            digit = c - 'A' + 10;
-        else
-            return -1;
-        value = value * 16 + digit;
-    }
-    return value;
-}
-
 void putSequence(uint8_t *data, uint64_t sequence)
 {
     for (int i = 0; i < 8; ++i)
@@ -158,7 +133,7 @@ bool SimAdapter::accepts(const Channel &ch, uint32_t idWord)
     const bool extended = idWord & 0x80000000u;
     const uint32_t id = idWord & 0x1FFFFFFFu;
     for (const Range &r : ch.ranges) {
-        if (r.extended == extended && id >= r.low && id <= r.high)
+        if (r.extended == extended && id >= r.first && id <= r.last)
             return true;
     }
     return false;
@@ -332,37 +307,16 @@ uint32_t SimAdapter::setValue(const char *path, const char *value)
         return 0;
     Channel &ch = m_ch[path[0] - '0'];
 
-    if (name == "filter_clear") {
-        ch.staged.clear();
-        ch.rowMode = -1;
-        ch.rowStart = -1;
+    switch (ch.filterRows.write(name.c_str(), value)) {
+    case FilterRowStaging::Result::Accepted:
         return 1;
-    }
-    if (name == "filter_mode") {
-        if (std::strcmp(value, "0") != 0 && std::strcmp(value, "1") != 0)
-            return 0;
-        ch.rowMode = value[0] - '0';
-        ch.rowStart = -1;
+    case FilterRowStaging::Result::Refused:
+        return 0;
+    case FilterRowStaging::Result::Acknowledged:
+        ch.ranges = ch.filterRows.staged();
         return 1;
-    }
-    if (name == "filter_start" || name == "filter_end") {
-        const int64_t id = parseHex(value);
-        const int64_t limit = ch.rowMode == 1 ? 0x1FFFFFFF : 0x7FF;
-        if (ch.rowMode < 0 || id < 0 || id > limit)
-            return 0;
-        if (name == "filter_start") {
-            ch.rowStart = id;
-            return 1;
-        }
-        if (ch.rowStart < 0 || id < ch.rowStart || ch.staged.size() >= kMaxFilterRanges)
-            return 0;
-        ch.staged.push_back(Range { ch.rowMode == 1, uint32_t(ch.rowStart), uint32_t(id) });
-        ch.rowStart = -1;
-        return 1;
-    }
-    if (name == "filter_ack") {
-        ch.ranges = ch.staged;
-        return 1;
+    case FilterRowStaging::Result::NotFilter:
+        break;
     }
     if (name == "baud_rate_custom") {
         if (value[0] == '\0')
@@ -391,7 +345,7 @@ std::string SimAdapter::value(const char *path)
         return std::string();
     const Channel &ch = m_ch[path[0] - '0'];
     if (name == "filter_mode")
-        return ch.rowMode < 0 ? std::string() : std::to_string(ch.rowMode);
+        return ch.filterRows.rowMode() < 0 ? std::string() : std::to_string(ch.filterRows.rowMode());
     if (name == "baud_rate_custom")
         return ch.customRate ? ch.customText : std::string();
     if (name == "initenal_resistance")

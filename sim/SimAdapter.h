@@ -16,6 +16,7 @@
 
 #include "DriverApi.h"
 #include "DriverExtension.h"
+#include "FilterRowStaging.h"
 #include "RingQueue.h"
 #include "SimNodes.h"
 #include "SimTypes.h"
@@ -86,11 +87,7 @@ public:
 private:
     SimAdapter();
 
-    struct Range {
-        bool extended;
-        uint32_t low;
-        uint32_t high;
-    };
+    using Range = FilterRowStaging::Range;
 
     // One frame between its transmit call and its end on the bus; also the
     // scratch form of node and flood frames.
@@ -117,9 +114,7 @@ private:
         uint32_t fdStandard = 0;
         uint32_t termination = 0;
         std::vector<Range> ranges; // acceptance ranges in force
-        std::vector<Range> staged; // written since filter_clear, in force after filter_ack
-        int rowMode = -1; // filter row being written: kind, then start
-        int64_t rowStart = -1;
+        FilterRowStaging filterRows { kMaxFilterRanges }; // in force after filter_ack
         RingQueue<BusFrame> tx { kTxQueueFrames };
         RingQueue<CanReceiveRecord> rxCan { kRxQueueRecords };
         RingQueue<CanFdReceiveRecord> rxFd { kRxQueueRecords };

@@ -2,6 +2,8 @@
 // the driver library, each forwarded to the one SimAdapter.
 #include "SimulatedAdapter.h"
 
+#include "Interfaces.h"
+
 #include "SimAdapter.h"
 
 #include <string>
@@ -100,3 +102,13 @@ const KestrixExtension g_extension = { readBusCounters };
 const KestrixDriver *simulatedDriver() { return &g_table; }
 
 const KestrixExtension *simulatedExtension() { return &g_extension; }
+
+Interfaces::Backend simulatedBackend()
+{
+    Interfaces::Backend sim;
+    sim.key = QStringLiteral("sim");
+    sim.haldenD2 = true;
+    sim.driverFor = [](Interfaces::Mapping &) { return simulatedDriver(); };
+    sim.extension = simulatedExtension();
+    return sim;
+}

@@ -7,3 +7,9 @@
 const KestrixDriver *simulatedDriver();
 // Its extension table: error frames and receive overflows per channel.
 const KestrixExtension *simulatedExtension();
+
+namespace Interfaces {
+struct Backend;
+}
+// Its entry in the interface registry ("sim"): a Halden-D2 serving both channels.
+Interfaces::Backend simulatedBackend();

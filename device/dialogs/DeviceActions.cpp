@@ -4,6 +4,7 @@
 #include "ChannelSetup.h"
 #include "DeviceLayer.h"
 #include "INfDialog.h"
+#include "Interfaces.h"
 #include "Lang.h"
 #include "OpenDlg.h"
 #include "ParaDialog.h"
@@ -63,6 +64,16 @@ void showDeviceInfo(QWidget *parent)
         Prompt::warning(parent, Lang::warningTitle(), ChannelSetup::deviceNotOpenText());
         return;
     }
+    if (!Interfaces::isHaldenD2()) {
+        // An interface answers with its names; one that no longer answers has none.
+        if (deviceInfoText().isEmpty()) {
+            Prompt::warning(parent, Lang::warningTitle(), infoFailedText());
+            return;
+        }
+        INfDialog dlg(Interfaces::current(), parent);
+        dlg.exec();
+        return;
+    }
     DeviceInfoRecord record {};
     readDeviceInfo(record);
     if (record.fwVersion == 0) {
@@ -75,6 +86,9 @@ void showDeviceInfo(QWidget *parent)
 
 void upgradeFirmware(QWidget *parent, int deviceIndex)
 {
+    // Only the Halden-D2 has firmware of its own (the menu entry is disabled otherwise).
+    if (!Interfaces::isHaldenD2())
+        return;
     if (!isDeviceOpen()) {
         Prompt::warning(parent, Lang::warningTitle(), ChannelSetup::deviceNotOpenText());
         return;

@@ -43,6 +43,35 @@ INfDialog::INfDialog(DeviceInfoRecord record, QWidget *parent)
     DpiScaler::attach(this);
 }
 
+INfDialog::INfDialog(const Interfaces::Mapping &mapping, QWidget *parent)
+    : QDialog(parent)
+    , ui(new Ui::INfDialog)
+{
+    ui->setupUi(this);
+    const QString none = QStringLiteral("-");
+    QStringList plugins, descriptions;
+    int channels = 0;
+    for (const Interfaces::Interface &itf : mapping.channel) {
+        if (itf.plugin.isEmpty())
+            continue;
+        ++channels;
+        if (!plugins.contains(itf.plugin))
+            plugins << itf.plugin;
+        const QString description = itf.description.isEmpty() ? itf.plugin : itf.description;
+        if (!descriptions.contains(description))
+            descriptions << description;
+    }
+    ui->labelhwVersion->setText(none);
+    ui->labelfwVersion->setText(none);
+    ui->labeldrVersion->setText(plugins.join(QStringLiteral(", ")));
+    ui->labelinVersion->setText(QStringLiteral("QtSerialBus ") + QLatin1String(qVersion()));
+    ui->labelirqNum->setText(none);
+    ui->labelcanNum->setText(QString::number(channels));
+    ui->labelSerialNum->setText(Interfaces::mappingText(mapping));
+    ui->labelhwType->setText(descriptions.join(QStringLiteral(", ")));
+    DpiScaler::attach(this);
+}
+
 INfDialog::~INfDialog() = default;
 
 void INfDialog::on_pushButton_clicked() { close(); }

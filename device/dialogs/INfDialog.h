@@ -1,5 +1,6 @@
 #pragma once
 #include "DriverApi.h"
+#include "Interfaces.h"
 
 #include <QDialog>
 #include <memory>
@@ -13,6 +14,9 @@ class INfDialog : public QDialog {
     Q_OBJECT
 public:
     explicit INfDialog(DeviceInfoRecord record, QWidget *parent = nullptr);
+    // An interface back-end: plugin and interface names stand in for the
+    // serial number and versions, which such an interface does not have.
+    INfDialog(const Interfaces::Mapping &mapping, QWidget *parent = nullptr);
     ~INfDialog() override;
 
 private slots:

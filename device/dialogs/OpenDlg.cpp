@@ -6,6 +6,7 @@
 #include "DeviceLayer.h"
 #include "DpiScaler.h"
 #include "FirmwareName.h"
+#include "Interfaces.h"
 #include "Lang.h"
 #include "ParaDialog.h"
 #include "Prompt.h"
@@ -87,6 +88,9 @@ void OpenDlg::on_pushButton_clicked()
     m_deviceIndex = index;
     const uint16_t firmware = refreshDeviceInfo();
     initDlg();
+    // The firmware check belongs to the Halden-D2; an interface has no firmware of ours.
+    if (!Interfaces::isHaldenD2())
+        return;
 
     const QString folder = AppPaths::appDir() + QStringLiteral("/firmware");
     const QPair<uint16_t, QString> best = bestFirmware(folder);

@@ -3,16 +3,19 @@
 // tests and the benchmark.
 #include "DeviceLayer.h"
 #include "FrameCounter.h"
+#include "Interfaces.h"
 #include "Lang.h"
 #include "PendingFrames.h"
 #include "Prompt.h"
 #include "SimControl.h"
 #include "SimulatedAdapter.h"
 
-// The program as the user starts it: the simulated adapter fresh from the box,
+// The program as the user starts it: the simulated adapter fresh from the box
+// (no interface chosen, no back-end registered),
 // no frames pending, Simplified Chinese, message boxes recorded instead of shown.
 inline void freshProcess()
 {
+    Interfaces::clearForTests();
     installDriver(simulatedDriver(), simulatedExtension());
     SimControl::resetForTests();
     resetDeviceState();

@@ -6,11 +6,15 @@
 // window only) and English. Run it on a real display server (xcb, for example
 // under xvfb-run) so fonts are rendered as a user sees them.
 #include "AppPaths.h"
+#include "CanBusAdapter.h"
 #include "DeviceLayer.h"
+#include "Interfaces.h"
 #include "ListSendModel.h"
 #include "MainWindow.h"
+#include "MyTableModel.h"
 #include "Prompt.h"
 #include "SiftDialog.h"
+#include "SignalPlot.h"
 #include "SimulatedAdapter.h"
 #include "listSendDlg.h"
 
@@ -22,6 +26,7 @@
 #include <QContextMenuEvent>
 #include <QDir>
 #include <QDirIterator>
+#include <QDockWidget>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
@@ -36,6 +41,7 @@
 #include <QTableView>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <QTreeWidget>
 
 #include <cstdio>
 #include <cstdlib>
@@ -445,6 +451,24 @@ void shootListSend(MainWindow *w, const QString &lang)
 
 void shootDialogs(MainWindow *w, const QString &lang)
 {
+    // The interface dialog with QtSerialBus interfaces picked for both channels; cancelled.
+    onModalNamed("InterfaceDlg", [lang](QWidget *dlg) {
+        auto choose = [dlg](const char *combo, const QString &prefix) {
+            auto *box = child<QComboBox>(dlg, combo);
+            for (int i = 0; i < box->count(); ++i)
+                if (box->itemText(i).startsWith(prefix)) {
+                    box->setCurrentIndex(i);
+                    return;
+                }
+            fail(QStringLiteral("no %1 entry in the interface dialog").arg(prefix));
+        };
+        choose("ch1Combo", QStringLiteral("virtualcan: can0"));
+        choose("ch2Combo", QStringLiteral("virtualcan: can1"));
+        shoot(dlg, QStringLiteral("interface_") + lang);
+        click(dlg, "btnCancel");
+    });
+    trigger(w, "actionInterface");
+
     shootModal("INfDialog", QStringLiteral("info_") + lang, "pushButton", [w] { trigger(w, "actionDeviceInfo"); });
 
     shootModal("ParaDialog", QStringLiteral("canset_") + lang, "btnCancel", [w] { trigger(w, "actionCanSetting"); });
@@ -519,6 +543,48 @@ void shootParts(MainWindow *w, const QString &lang)
     save(whole.copy(area.adjusted(-6, -6, 6, 6).intersected(whole.rect())), QStringLiteral("sendpanel_") + lang);
 }
 
+// The shipped example database on the simulated bus: three counters plotted
+// for a few seconds, the body node's frame selected in the signal panel.
+void shootSignals(MainWindow *w, const QString &lang)
+{
+    const QSize size = w->size();
+    w->resize(1560, 960);
+    settle(200);
+    trigger(w, "actionLoadExampleDbc");
+    shootMenu(w, w->databaseMenu(), QStringLiteral("menu_dbc_") + lang);
+    QTreeWidget *tree = w->signalPlot()->signalTree();
+    QTreeWidgetItem *channel1 = tree->topLevelItem(0);
+    const struct {
+        int message;
+        int signal;
+    } plotted[] = { { 0, 0 }, { 1, 6 }, { 2, 2 } }; // AliveCounter, BodyCounter, ObjectSlot
+    for (const auto &p : plotted)
+        channel1->child(p.message)->child(p.signal)->setCheckState(0, Qt::Checked);
+    openDevice(w, lang, false);
+    click(w, "cleanListBtn");
+    settle(6000);
+    child<QCheckBox>(w, "pauseCheck")->setChecked(true);
+    settle(200);
+    auto *view = child<QTableView>(w, "tableView");
+    const MyTableModel *model = w->frameModel();
+    for (int r = model->rowCount() - 1; r >= 0; --r) {
+        if (model->cellText(r, 5) == QLatin1String("0x18FF0010") && model->cellText(r, 3) == QLatin1String("1")) {
+            view->scrollTo(model->index(r, 0));
+            view->setCurrentIndex(model->index(r, 0));
+            break;
+        }
+    }
+    settle(700);
+    shoot(w, QStringLiteral("signals_") + lang);
+    child<QCheckBox>(w, "pauseCheck")->setChecked(false);
+    closeDevice(w);
+    trigger(w, "actionClearDbc");
+    w->signalPanelDock()->hide();
+    w->signalPlotDock()->hide();
+    w->resize(size);
+    settle(200);
+}
+
 // Information → bus statistics while channel 1 sends a burst: a few seconds
 // of figures and chart (the engine node of the screenshot bus fails now and
 // then, so error frames show).
@@ -556,6 +622,7 @@ void tour(MainWindow *w, const char *languageAction, const QString &lang)
     shootDialogs(w, lang);
     shootBusStats(w, lang);
     closeDevice(w);
+    shootSignals(w, lang);
 }
 
 void run(MainWindow *w)
@@ -590,7 +657,11 @@ int main(int argc, char *argv[])
     }
     g_out = QDir(QString::fromLocal8Bit(argv[1])).absolutePath();
     QDir().mkpath(g_out);
-    installDriver(simulatedDriver(), simulatedExtension());
+    // The back-ends of the program itself (no Kestrix.dll here): the simulated
+    // adapter in use, the QtSerialBus interfaces listed in the interface dialog.
+    Interfaces::add(simulatedBackend());
+    Interfaces::add(canBusBackend());
+    Interfaces::useFirst();
 
     // A first start: catalogues, company name and language choice as
     // installed, no settings yet, and the calm screenshot bus.
@@ -599,8 +670,8 @@ int main(int argc, char *argv[])
     for (const char *sub : { "config", "language", "help/Chinese", "help/English", "firmware" })
         root.mkpath(QLatin1String(sub));
     const QString built = QCoreApplication::applicationDirPath();
-    for (const char *file :
-        { "language/CN.qm", "language/CNF.qm", "language/EN.qm", "language/config.ini", "config/company.txt" }) {
+    for (const char *file : { "language/CN.qm", "language/CNF.qm", "language/EN.qm", "language/config.ini",
+             "config/company.txt", "config/simulator.dbc" }) {
         if (!copyFile(built + QLatin1Char('/') + QLatin1String(file), root.filePath(QLatin1String(file))))
             fail(QStringLiteral("missing %1 beside the executable").arg(QLatin1String(file)));
     }
