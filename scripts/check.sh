@@ -14,11 +14,8 @@ root=$PWD
 supp=$root/tests/sanitizers
 jobs=$(nproc)
 
-# halt_on_error: the first report ends the process with a failure. Leak
-# stacks are unwound in full (fast_unwind_on_malloc=0, about 2.5 times slower)
-# so that lsan.supp can name Qt's own leaks precisely: Debian's Qt has no
-# frame pointers, and the fast unwinder stops at its first frame.
-export ASAN_OPTIONS="halt_on_error=1:detect_leaks=1:detect_stack_use_after_return=1:strict_init_order=1:fast_unwind_on_malloc=0"
+# halt_on_error: the first report ends the process with a failure.
+export ASAN_OPTIONS="halt_on_error=1:detect_leaks=1:detect_stack_use_after_return=1:strict_init_order=1"
 export LSAN_OPTIONS="suppressions=$supp/lsan.supp:print_suppressions=0"
 export UBSAN_OPTIONS="halt_on_error=1:print_stacktrace=1"
 # Debian's Qt is not instrumented: what its own code touches is not checked
