@@ -532,10 +532,12 @@ void MainWindow::channelsOpened(bool ch0, bool ch1)
             }
             m_recv[ch]->setRecvParams(m_scanTime, m_framesPerRecv);
             m_recv[ch]->start(QThread::TimeCriticalPriority);
-            sendButtons[ch]->setEnabled(true);
+            // A channel re-opened under a running send (an endless one goes on
+            // once the channel is back) keeps its send button off until endSend.
+            sendButtons[ch]->setEnabled(!m_send[ch]->isRunning() && !m_fileSending);
             writeLog(opened[ch]);
         } else {
-            sendButtons[ch]->setEnabled(isChannelOpen(ch) && !m_send[ch]->isRunning());
+            sendButtons[ch]->setEnabled(isChannelOpen(ch) && !m_send[ch]->isRunning() && !m_fileSending);
         }
     }
 }

@@ -68,10 +68,16 @@ void MainWindow::sendClicked(int ch)
     SendRules::parseBytes(w.data->text(), buffer);
     const uint length = w.len->currentText().toUInt();
     const int protocol = w.protocol->currentIndex();
-    m_send[ch]->setSend(w.id->text().toUInt(nullptr, 16), w.idAdd->isChecked() ? 1 : 0, uint(format),
-        protocol != 0 ? 1u : 0u, protocol == 2 ? 1 : 0, buffer, length, w.dataAdd->isChecked() ? 1 : 0,
-        w.count->text().toLongLong(), 1, w.inv->text().toUInt(), uint(w.frameData->currentIndex()),
-        uint(w.sendType->currentIndex()));
+    // endSend re-enables the button just before the run returns: give that
+    // last step its moment. A send still running on this channel keeps its
+    // frame: the button is never enabled then, and the thread refuses a new
+    // one besides.
+    m_send[ch]->wait(100);
+    if (!m_send[ch]->setSend(w.id->text().toUInt(nullptr, 16), w.idAdd->isChecked() ? 1 : 0, uint(format),
+            protocol != 0 ? 1u : 0u, protocol == 2 ? 1 : 0, buffer, length, w.dataAdd->isChecked() ? 1 : 0,
+            w.count->text().toLongLong(), 1, w.inv->text().toUInt(), uint(w.frameData->currentIndex()),
+            uint(w.sendType->currentIndex())))
+        return;
     w.send->setEnabled(false);
     w.stop->setEnabled(true);
     for (QWidget *x : std::initializer_list<QWidget *> {
@@ -199,7 +205,10 @@ void MainWindow::onFileSend(QString path, int count, int interval, int channel)
         m_fileDlg->setIdle();
         return;
     }
-    m_send[0]->setFileSend(path, count, static_cast<uint>(interval), static_cast<uint>(channel));
+    if (!m_send[0]->setFileSend(path, count, static_cast<uint>(interval), static_cast<uint>(channel))) {
+        m_fileDlg->setIdle();
+        return;
+    }
     m_fileSending = true;
     m_send[0]->start();
     for (int ch = 0; ch < 2; ++ch) {

@@ -4,6 +4,7 @@
 
 #include <QFile>
 #include <QMutex>
+#include <QSaveFile>
 #include <QSettings>
 #include <QStringList>
 #include <QTextStream>
@@ -35,21 +36,14 @@ QString languageFromIni(const QString &defaultValue)
 
 void saveLocked()
 {
-    QString text;
-    for (auto it = g_map.cbegin(); it != g_map.cend(); ++it) {
-        text += it.key();
-        text += QLatin1Char(',');
-        text += it.value();
-        text += QLatin1Char(';');
-    }
-    if (text.size() > 1)
-        text.chop(1);
-    QFile file(g_path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+    // Written beside the file and renamed over it once complete: a process
+    // killed mid-write leaves the previous file whole, never half a line that
+    // would make load() throw every setting away.
+    QSaveFile file(g_path);
+    if (!file.open(QIODevice::WriteOnly))
         return;
-    file.write(text.toUtf8());
-    file.flush();
-    file.close();
+    file.write(SettingsStore::formatLine(g_map).toUtf8());
+    file.commit();
 }
 } // namespace
 
@@ -71,18 +65,39 @@ void load(const QString &path)
     in.setCodec("UTF-8");
     const QString line = in.readLine();
     file.close();
+    parseLine(line, g_map);
+}
+
+bool parseLine(const QString &line, QMap<QString, QString> &map)
+{
+    map.clear();
     if (line.isEmpty())
-        return;
+        return true;
     const QStringList parts = line.split(QLatin1Char(';'));
     for (const QString &part : parts) {
         const QStringList kv = part.split(QLatin1Char(','));
         if (kv.size() != 2) {
             // The file is either wholly valid or ignored.
-            g_map.clear();
-            return;
+            map.clear();
+            return false;
         }
-        g_map.insert(kv.at(0), kv.at(1));
+        map.insert(kv.at(0), kv.at(1));
     }
+    return true;
+}
+
+QString formatLine(const QMap<QString, QString> &map)
+{
+    QString text;
+    for (auto it = map.cbegin(); it != map.cend(); ++it) {
+        text += it.key();
+        text += QLatin1Char(',');
+        text += it.value();
+        text += QLatin1Char(';');
+    }
+    if (text.size() > 1)
+        text.chop(1);
+    return text;
 }
 
 QString value(const QString &key, const QString &defaultValue)

@@ -16,6 +16,12 @@ QString value(const QString &key, const QString &defaultValue = QString());
 void setValue(const QString &key, const QString &value, bool writeNow = false);
 void save();
 
+// The file's one line, read and written: parseLine() fills the map from it
+// and gives false (and an empty map) for a malformed entry; formatLine() is
+// what save() writes.
+bool parseLine(const QString &line, QMap<QString, QString> &map);
+QString formatLine(const QMap<QString, QString> &map);
+
 QString path();
 QMap<QString, QString> snapshot();
 

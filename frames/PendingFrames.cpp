@@ -7,7 +7,14 @@ void PendingFrames::appendPendingFrames(QList<ModelItem> batch)
     if (batch.isEmpty())
         return;
     QMutexLocker lock(&pendingFramesLock);
-    pendingFrames.append(batch);
+    // The list takes the batch over instead of sharing its data: a shared
+    // QList would be released by this thread after the unlock while the GUI
+    // thread already appends to or frees the same block (QList decides
+    // whether it is shared with a plain load, which orders nothing).
+    if (pendingFrames.isEmpty())
+        pendingFrames.swap(batch);
+    else
+        pendingFrames.append(batch);
 }
 
 QList<ModelItem> PendingFrames::takePendingFrames()

@@ -25,7 +25,7 @@ void recvThread::setRecvParams(uint, uint)
     m_readCapacity = kBufferCapacity;
 }
 
-void recvThread::stop() { m_stop = true; }
+void recvThread::stop() { m_stop.request(); }
 
 void recvThread::resetLastIds()
 {
@@ -39,7 +39,7 @@ void recvThread::run()
     CanReceiveRecord canBuffer[kBufferCapacity];
     CanFdReceiveRecord fdBuffer[kBufferCapacity];
 
-    if (!m_stop) {
+    if (!m_stop.requested()) {
         quint8 idle = 0;
         while (isChannelOpen(m_channel)) {
             // Every call polls without waiting; the pause is the 1 ms sleep below.
@@ -63,12 +63,12 @@ void recvThread::run()
             }
             releaseRecycledFrames();
             QThread::msleep(1);
-            if (m_stop)
+            if (m_stop.requested())
                 break;
         }
     }
     buildCanBatch(canBuffer, 0);
-    m_stop = false;
+    m_stop.runEnded();
 }
 
 // One-shot: once armed through "recvIDAdd" it compares a single pair of

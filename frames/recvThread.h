@@ -5,6 +5,7 @@
 
 #include "DriverApi.h"
 #include "ModelItem.h"
+#include "RunStop.h"
 
 #include <QThread>
 #include <atomic>
@@ -28,7 +29,7 @@ public:
     uint channel() const { return m_channel; }
     uint waitTime() const { return m_waitTime; }
     uint readCapacity() const { return m_readCapacity; }
-    bool stopRequested() const { return m_stop.load(); }
+    bool stopRequested() const { return m_stop.requested(); }
 
     // Batch builders: one ModelItem per raw record, appended to pendingFrames
     // as one batch (also when count is 0).
@@ -47,7 +48,7 @@ private:
     void checkContinuity(uint32_t idWord, std::atomic<uint32_t> &lastId);
 
     const uint m_channel;
-    std::atomic<bool> m_stop { false };
+    RunStop m_stop { this };
     std::atomic<uint> m_waitTime { 50 };
     std::atomic<uint> m_readCapacity { kBufferCapacity };
     std::atomic<uint32_t> m_lastCanId { 0 };

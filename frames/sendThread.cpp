@@ -62,10 +62,12 @@ sendThread::~sendThread()
     wait();
 }
 
-void sendThread::setSend(uint id, int idIncrement, uint extended, uint canFd, uint8_t bitRateSwitch,
+bool sendThread::setSend(uint id, int idIncrement, uint extended, uint canFd, uint8_t bitRateSwitch,
     const uint8_t *data, uint length, int dataIncrement, qint64 count, uint framesPerSend, uint interval, uint remote,
     uint transmitType)
 {
+    if (isRunning())
+        return false;
     m_mode = 0;
     m_id = id;
     m_idIncrement = idIncrement;
@@ -83,19 +85,25 @@ void sendThread::setSend(uint id, int idIncrement, uint extended, uint canFd, ui
     m_interval = interval;
     m_remote = remote;
     m_transmitType = transmitType;
-    m_stop = false;
+    m_stop.clear();
+    return true;
 }
 
-void sendThread::setFileSend(QString path, int repeat, uint interval, uint channel)
+bool sendThread::setFileSend(QString path, int repeat, uint interval, uint channel)
 {
+    if (isRunning())
+        return false;
     m_mode = 1;
     m_filePath = path;
     m_fileRepeat = repeat;
     m_fileInterval = interval;
     m_fileChannel = channel;
+    // As setSend: a stop pressed while idle belongs to no run of this file.
+    m_stop.clear();
+    return true;
 }
 
-void sendThread::stop() { m_stop = true; }
+void sendThread::stop() { m_stop.request(); }
 
 void sendThread::run()
 {
@@ -149,7 +157,7 @@ void sendThread::runCount()
     }
 
     // The stop flag is looked at before the first batch and after each batch's sleep.
-    while (!m_stop && isChannelOpen(m_channel) && m_count > 0) {
+    while (!m_stop.requested() && isChannelOpen(m_channel) && m_count > 0) {
         uint batch = m_framesPerSend;
         if (m_count < qint64(batch)) {
             batch = uint(m_count.load());
@@ -189,7 +197,7 @@ void sendThread::runCount()
         pause(m_interval);
     }
 
-    if (m_stop)
+    if (m_stop.requested())
         emitChannelText(
             QT_TR_NOOP("数据中止发送！"), QT_TR_NOOP("數據中止發送！"), QT_TR_NOOP("Data Aborted Sending!"));
     else if (m_count == 0)
@@ -198,7 +206,7 @@ void sendThread::runCount()
 
     buildCanBatch(canRecords, 0, 2);
     emit endSend(m_channel);
-    m_stop = false;
+    m_stop.runEnded();
 }
 
 void sendThread::runFile()
@@ -213,7 +221,7 @@ void sendThread::runFile()
         if (!replayLog())
             emitText(
                 QT_TR_NOOP("文件发送错误！"), QT_TR_NOOP("文件發送錯誤！"), QT_TR_NOOP("File transmission Error!"));
-        else if (!m_stop)
+        else if (!m_stop.requested())
             emitText(
                 QT_TR_NOOP("文件发送完成！"), QT_TR_NOOP("文件發送完成！"), QT_TR_NOOP("File transmission completed!"));
         else
@@ -224,12 +232,12 @@ void sendThread::runFile()
         QTextStream in(&file);
         in.setCodec("UTF-8");
         int passesLeft = m_fileRepeat;
-        while (!m_stop && (m_fileRepeat == -1 || passesLeft-- > 0)) {
+        while (!m_stop.requested() && (m_fileRepeat == -1 || passesLeft-- > 0)) {
             in.seek(0);
             in.readLine(); // the header line is never a frame
             sendFileRow(QStringList());
             bool sentAny = false;
-            while (!in.atEnd() && !m_stop) {
+            while (!in.atEnd() && !m_stop.requested()) {
                 if (!isChannelOpen(0) && !isChannelOpen(1))
                     break;
                 sentAny |= sendFileRow(in.readLine().split(QLatin1Char(',')));
@@ -238,7 +246,7 @@ void sendThread::runFile()
             if (!sentAny)
                 QThread::msleep(1);
         }
-        if (!m_stop)
+        if (!m_stop.requested())
             emitText(
                 QT_TR_NOOP("文件发送完成！"), QT_TR_NOOP("文件發送完成！"), QT_TR_NOOP("File transmission completed!"));
         else
@@ -248,7 +256,7 @@ void sendThread::runFile()
     // A file can address both channels, so both send panels are released.
     emit endSend(0);
     emit endSend(1);
-    m_stop = false;
+    m_stop.runEnded();
 }
 
 // A standard log file: the whole file is read once before anything is sent,
@@ -262,7 +270,7 @@ bool sendThread::replayLog()
     quint64 otherChannels = 0, errorFrames = 0;
     LogFrame frame;
     if (reader) {
-        while (!m_stop && reader->next(frame)) {
+        while (!m_stop.requested() && reader->next(frame)) {
             if (frame.errorFrame)
                 ++errorFrames;
             else if (m_fileChannel == 2 && frame.channel > 1)
@@ -275,7 +283,7 @@ bool sendThread::replayLog()
         emit log(error.message().pick(languageCode()));
         return false;
     }
-    if (m_stop)
+    if (m_stop.requested())
         return true;
     if (otherChannels)
         emit log(Lang::pick(QStringLiteral("%1帧的通道不是1或2，不发送"), QStringLiteral("%1幀的通道不是1或2，不發送"),
@@ -287,7 +295,7 @@ bool sendThread::replayLog()
                      .arg(errorFrames));
 
     int passesLeft = m_fileRepeat;
-    while (!m_stop && (m_fileRepeat == -1 || passesLeft-- > 0)) {
+    while (!m_stop.requested() && (m_fileRepeat == -1 || passesLeft-- > 0)) {
         reader = LogReader::open(m_filePath, &error);
         if (!reader) {
             emit log(error.message().pick(languageCode()));
@@ -298,7 +306,7 @@ bool sendThread::replayLog()
         // add up the time spent sending.
         bool sentAny = false;
         qint64 passStartNs = 0, firstTimeNs = 0;
-        while (!m_stop && reader->next(frame)) {
+        while (!m_stop.requested() && reader->next(frame)) {
             if (!isChannelOpen(0) && !isChannelOpen(1))
                 break;
             if (frame.errorFrame || (m_fileChannel == 2 && frame.channel > 1))
@@ -330,7 +338,7 @@ bool sendThread::replayLog()
 void sendThread::waitUntil(qint64 steadyNs)
 {
     constexpr qint64 kSliceNs = 100000000;
-    for (qint64 left = steadyNs - frameClockNs(); left > 0 && !m_stop; left = steadyNs - frameClockNs())
+    for (qint64 left = steadyNs - frameClockNs(); left > 0 && !m_stop.requested(); left = steadyNs - frameClockNs())
         std::this_thread::sleep_for(std::chrono::nanoseconds(std::min(left, kSliceNs)));
 }
 
@@ -359,7 +367,7 @@ void sendThread::sendLogFrame(const LogFrame &frame, uint channel)
 
 // A frame file written in any of the three languages must replay the same,
 // so these texts are translated to themselves in every catalogue.
-bool sendThread::isStandardFrameText(const QString &text) const
+bool sendThread::isStandardFrameText(const QString &text)
 {
     //: Matched against the Frame column of saved frame files: keep the source text unchanged.
     const QString zh = tr("标准帧");
@@ -370,7 +378,7 @@ bool sendThread::isStandardFrameText(const QString &text) const
     return text == zh || text == zht || text == en;
 }
 
-bool sendThread::isDataFrameText(const QString &text) const
+bool sendThread::isDataFrameText(const QString &text)
 {
     //: Matched against the type column of saved frame files: keep the source text unchanged.
     const QString zh = tr("数据帧");
@@ -383,18 +391,48 @@ bool sendThread::isDataFrameText(const QString &text) const
 
 // Fields as the frame-list columns: 0 index, 1 system time, 2 time stamp,
 // 3 channel, 4 Rx/Tx, 5 ID, 6 Frame, 7 type, 8 DLC, 9 CAN-FD, 10 data.
+bool sendThread::parseFileRow(const QStringList &fields, FileRow &row)
+{
+    row = FileRow();
+    if (fields.size() < 11)
+        return false;
+
+    // The capture writes the system time as ="hh:mm:ss.zzz".
+    const QTime time = QTime::fromString(fields.at(1).mid(2, 12), QStringLiteral("hh:mm:ss.zzz"));
+    row.timeMs = time.isValid() ? time.msecsSinceStartOfDay() : 0;
+
+    const QString &protocol = fields.at(9);
+    row.canFd = protocol.contains(QLatin1String("CANFD"));
+    row.flags = (row.canFd && protocol.contains(QLatin1Char('-'))) ? 1 : 0;
+
+    const uint id = fields.at(5).mid(2).toUInt(nullptr, 16);
+    const bool extended = !isStandardFrameText(fields.at(6));
+    const bool remote = !isDataFrameText(fields.at(7));
+    row.idWord = makeFrameId(id, extended, remote, 0);
+
+    row.length = uint8_t(fields.at(8).toUInt());
+    if (row.length > 0) {
+        const QStringList bytes = fields.at(10).mid(3).split(QLatin1Char(' '));
+        const int n = std::min<int>(bytes.size(), std::min<int>(row.length, int(sizeof row.data)));
+        for (int i = 0; i < n; ++i)
+            row.data[i] = uint8_t(bytes.at(i).toUInt(nullptr, 16));
+    }
+
+    row.channelField = fields.at(3).toInt();
+    return true;
+}
+
 bool sendThread::sendFileRow(const QStringList &fields)
 {
     if (fields.isEmpty()) {
         g_previousRowTime = 0;
         return false;
     }
-    if (fields.size() < 11)
+    FileRow row;
+    if (!parseFileRow(fields, row))
         return false;
 
-    // The capture writes the system time as ="hh:mm:ss.zzz".
-    const QTime time = QTime::fromString(fields.at(1).mid(2, 12), QStringLiteral("hh:mm:ss.zzz"));
-    qint64 rowTime = time.isValid() ? time.msecsSinceStartOfDay() : 0;
+    qint64 rowTime = row.timeMs;
     const qint64 previous = g_previousRowTime;
     if (rowTime < previous)
         rowTime += kDayMs; // the capture ran past midnight
@@ -404,35 +442,18 @@ bool sendThread::sendFileRow(const QStringList &fields)
         pause(ulong(rowTime - previous));
     g_previousRowTime = rowTime;
 
-    const QString &protocol = fields.at(9);
-    const bool canFd = protocol.contains(QLatin1String("CANFD"));
-    const bool bitRateSwitch = canFd && protocol.contains(QLatin1Char('-'));
-
-    const uint id = fields.at(5).mid(2).toUInt(nullptr, 16);
-    const bool extended = !isStandardFrameText(fields.at(6));
-    const bool remote = !isDataFrameText(fields.at(7));
-    const uint32_t idWord = makeFrameId(id, extended, remote, 0);
-
-    const uint8_t length = uint8_t(fields.at(8).toUInt());
-    uint8_t data[64] = {};
-    if (length > 0) {
-        const QStringList bytes = fields.at(10).mid(3).split(QLatin1Char(' '));
-        const int n = std::min<int>(bytes.size(), std::min<int>(length, int(sizeof data)));
-        for (int i = 0; i < n; ++i)
-            data[i] = uint8_t(bytes.at(i).toUInt(nullptr, 16));
-    }
-
-    const uint channel = (m_fileChannel == 2) ? uint(fields.at(3).toInt() - 1) : m_fileChannel;
+    // Unsigned arithmetic: a row written "-2147483648" must not overflow an int.
+    const uint channel = (m_fileChannel == 2) ? uint(row.channelField) - 1u : m_fileChannel;
 
     // Failures of single rows are ignored in the file mode.
-    if (canFd) {
+    if (row.canFd) {
         CanFdTransmitRecord rec;
-        SendRules::fillRecord(rec, idWord, length, data, bitRateSwitch ? 1 : 0, 0);
+        SendRules::fillRecord(rec, row.idWord, row.length, row.data, row.flags, 0);
         sendCanFd(channel, &rec, 1);
         buildCanFdBatch(&rec, 1, uint16_t(channel));
     } else {
         CanTransmitRecord rec;
-        SendRules::fillRecord(rec, idWord, length, data, 0);
+        SendRules::fillRecord(rec, row.idWord, row.length, row.data, 0);
         sendCan(channel, &rec, 1);
         buildCanBatch(&rec, 1, uint16_t(channel));
     }

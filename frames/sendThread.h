@@ -7,6 +7,7 @@
 
 #include "DriverApi.h"
 #include "ModelItem.h"
+#include "RunStop.h"
 
 #include <QString>
 #include <QStringList>
@@ -27,20 +28,36 @@ public:
     explicit sendThread(uint channel, QObject *parent = nullptr);
     ~sendThread() override;
 
-    // Count mode. A count of -1 keeps sending until stop().
-    void setSend(uint id, int idIncrement, uint extended, uint canFd, uint8_t bitRateSwitch, const uint8_t *data,
+    // Count mode. A count of -1 keeps sending until stop(). Both setters
+    // change nothing and give false while a run is going: the run reads these
+    // fields without a lock.
+    bool setSend(uint id, int idIncrement, uint extended, uint canFd, uint8_t bitRateSwitch, const uint8_t *data,
         uint length, int dataIncrement, qint64 count, uint framesPerSend, uint interval, uint remote,
         uint transmitType);
     // File mode. repeat -1 = until stopped; interval 0xFFFFFFFF = recorded timing;
     // channel 2 = the channel written in each row.
-    void setFileSend(QString path, int repeat, uint interval, uint channel);
+    bool setFileSend(QString path, int repeat, uint interval, uint channel);
     // Asks the run to end at its next check; returns at once.
     void stop();
 
     uint channel() const { return m_channel; }
     uint framesPerSend() const { return m_framesPerSend.load(); }
     qint64 remainingCount() const { return m_count.load(); }
-    bool stopRequested() const { return m_stop.load(); }
+    bool stopRequested() const { return m_stop.requested(); }
+
+    // One row of a CSV frame file as the file mode reads it.
+    struct FileRow {
+        qint64 timeMs = 0; // field 1 (="hh:mm:ss.zzz") in ms since midnight; 0 when unreadable
+        bool canFd = false;
+        uint8_t flags = 0; // 1 = bit-rate switch (CAN FD only)
+        uint32_t idWord = 0;
+        uint8_t length = 0; // field 8, kept as one byte
+        uint8_t data[64] = {};
+        int channelField = 0; // field 3 as written (1-based)
+    };
+    // Reads the fields of one row (the frame-list columns, split at ",");
+    // false for a row with fewer than eleven fields. Pure: no driver, no state.
+    static bool parseFileRow(const QStringList &fields, FileRow &row);
 
     // Transmitted-batch builders. channel 2 means this thread's own channel,
     // any other value is taken as the 0-based channel.
@@ -65,13 +82,13 @@ private:
     void advanceFrame();
     void emitText(const char *zh, const char *zht, const char *en);
     void emitChannelText(const char *zh, const char *zht, const char *en);
-    bool isStandardFrameText(const QString &text) const;
-    bool isDataFrameText(const QString &text) const;
+    static bool isStandardFrameText(const QString &text);
+    static bool isDataFrameText(const QString &text);
 
     const uint m_channel;
-    std::atomic<bool> m_stop { false };
+    RunStop m_stop { this };
 
-    // Count mode; written only while the thread is idle.
+    // Count and file mode; written only while the thread is idle.
     uint m_id = 0;
     int m_idIncrement = 0;
     uint m_extended = 0;

@@ -5,6 +5,7 @@
 #include "ChannelSetup.h"
 #include "DeviceLayer.h"
 #include "DpiScaler.h"
+#include "FirmwareName.h"
 #include "Interfaces.h"
 #include "Lang.h"
 #include "ParaDialog.h"
@@ -44,14 +45,10 @@ QPair<uint16_t, QString> OpenDlg::bestFirmware(const QString &folder)
     QPair<uint16_t, QString> best(kFirmwareFloor, QStringLiteral("firmware.bin"));
     const QStringList files = QDir(folder).entryList({ QStringLiteral("*.bin") }, QDir::Files);
     for (const QString &name : files) {
-        const QStringList fields = name.split(QLatin1Char('-'));
-        if (fields.size() != 3)
+        const int version = FirmwareName::version(name);
+        if (version < 0)
             continue;
-        QString version = fields.at(1);
-        if (!version.startsWith(QLatin1Char('V')) && !version.startsWith(QLatin1Char('v')))
-            continue;
-        version.remove(QLatin1Char('V')).remove(QLatin1Char('v')).remove(QLatin1Char('.'));
-        const uint16_t word = version.toUShort(nullptr, 16);
+        const uint16_t word = uint16_t(version);
         if (word > best.first) {
             best.first = word;
             best.second = name;

@@ -53,6 +53,7 @@
 #include <zlib.h>
 
 #include <cstring>
+#include <limits>
 
 namespace {
 
@@ -88,7 +89,12 @@ qint64 systemTimeToNs(const char *p)
     const QTime time(u16(p + 8), u16(p + 10), u16(p + 12), u16(p + 14));
     if (!date.isValid() || !time.isValid())
         return 0;
-    return QDateTime(date, time, Qt::LocalTime).toMSecsSinceEpoch() * 1000000LL;
+    // Nanoseconds since 1970 end in 2262; a later (or far earlier) year is
+    // as good as no time at all, and must not overflow the product.
+    const qint64 ms = QDateTime(date, time, Qt::LocalTime).toMSecsSinceEpoch();
+    if (ms > std::numeric_limits<qint64>::max() / 1000000LL || ms < std::numeric_limits<qint64>::min() / 1000000LL)
+        return 0;
+    return ms * 1000000LL;
 }
 
 void putSystemTime(char *p, qint64 ns)
@@ -251,7 +257,8 @@ protected:
                     QString::number(version));
             const quint32 timeFlags = u32(o + 16);
             const quint64 stamp = u64(o + 24);
-            f.timeNs = m_startNs + qint64(timeFlags == 1 ? stamp * 10000 : stamp);
+            // Unsigned: a stamp near 2^64 wraps instead of overflowing a signed sum.
+            f.timeNs = qint64(quint64(m_startNs) + (timeFlags == 1 ? stamp * 10000 : stamp));
             return frameBody(type, o + headerSize, int(size) - headerSize, f);
         }
     }

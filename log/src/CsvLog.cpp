@@ -15,6 +15,8 @@
 
 #include <QDateTime>
 
+#include <limits>
+
 using namespace TextCodec;
 
 namespace {
@@ -104,11 +106,12 @@ protected:
             const Tok ts = f[2];
             if (ts.startsWith("0x") || ts.startsWith("0X")) {
                 quint64 us;
-                if (!hexValue(ts.mid(2), us, 15))
+                if (!hexValue(ts.mid(2), us, 15) || us > quint64(std::numeric_limits<qint64>::max() / 1000))
                     return bad(LogTexts::timeStamp(), ts);
                 fr.timeNs = qint64(us) * 1000;
             } else if (ts.empty() || ts.is(kNoTime)) {
-                fr.timeNs = (m_days * kDayMs + systemMs) * 1000000LL;
+                // Unsigned: a file that goes back in time row after row wraps, never overflows.
+                fr.timeNs = qint64((quint64(m_days) * quint64(kDayMs) + quint64(systemMs)) * 1000000ULL);
             } else if (!decimalToNs(ts, 1000000000LL, fr.timeNs)) {
                 return bad(LogTexts::timeStamp(), ts);
             }

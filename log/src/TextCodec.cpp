@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <limits>
 
 namespace TextCodec {
 
@@ -152,6 +153,10 @@ bool decimalToNs(Tok t, qint64 unitNs, qint64 &ns)
             }
         }
     }
+    // A time past what 64-bit nanoseconds hold (about 292 years) is not a time
+    // stamp: without this, 10000000001.5 seconds overflowed the product.
+    if (whole > quint64(std::numeric_limits<qint64>::max() / unitNs) - 1)
+        return false;
     ns = qint64(whole) * unitNs + (frac * unitNs + kPow10[digits] / 2) / kPow10[digits];
     return true;
 }

@@ -63,20 +63,23 @@ void startWindow(std::unique_ptr<MainWindow> &window)
     window->show();
 }
 
-// Closes after writing seen on a file, counted with inotify (Linux only):
-// one store write must be one write, not several ending alike.
+// Completed writes of a file, counted with inotify (Linux only): a close after
+// writing, or a finished file put under the name, linked or renamed (the
+// settings store writes an unnamed or temporary file and then gives it the
+// name). One store write must be one write, not several ending alike.
 int countWrites(const QString &file, const std::function<void()> &action)
 {
 #ifdef Q_OS_LINUX
     const int fd = inotify_init1(IN_NONBLOCK);
-    inotify_add_watch(fd, QFile::encodeName(QFileInfo(file).absolutePath()).constData(), IN_OPEN | IN_CLOSE_WRITE);
+    inotify_add_watch(fd, QFile::encodeName(QFileInfo(file).absolutePath()).constData(),
+        IN_OPEN | IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE);
     action();
     int n = 0;
     alignas(inotify_event) char buf[4096];
     for (ssize_t len; (len = read(fd, buf, sizeof buf)) > 0;)
         for (char *p = buf; p < buf + len; p += sizeof(inotify_event) + reinterpret_cast<inotify_event *>(p)->len) {
             auto *ev = reinterpret_cast<inotify_event *>(p);
-            n += (ev->mask & IN_CLOSE_WRITE) && ev->len
+            n += (ev->mask & (IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE)) && ev->len
                 && QFileInfo(file).fileName() == QString::fromLocal8Bit(ev->name);
         }
     close(fd);
@@ -325,6 +328,26 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(
             enabledOf(w, { "ch1SendBtn", "ch1StopSendBtn", "ch1SendIDEdit" }), QString("101"), 3000);
         QVERIFY(find<QTextEdit>("logEdit")->toPlainText().contains("通道1数据中止发送！"));
+    }
+
+    // The channel is reset and opened again while an endless send sleeps
+    // between batches; the send goes on, so its panel must stay locked.
+    void reopenDuringEndlessSend()
+    {
+        openBothChannels();
+        find<QLineEdit>("ch1SendCountEdit")->setText("-1");
+        find<QLineEdit>("ch1SendInvEdit")->setText("300");
+        click(w, "ch1SendBtn");
+        QTRY_VERIFY(label("labelCh1TxCount").toInt() >= 1);
+        QVERIFY(
+            resetChannel(0) && setCanFdStandard(0, 0) && setBaudRate(0, 0, 0) && initChannel(0, 0) && startChannel(0));
+        w->channelsOpened(true, false);
+        QVERIFY(w->sender(0)->isRunning());
+        QCOMPARE(enabledOf(w, { "ch1SendBtn", "ch1StopSendBtn", "ch1SendIDEdit" }), QString("010"));
+        QTRY_VERIFY_WITH_TIMEOUT(label("labelCh1TxCount").toInt() >= 2, 3000); // still sending after the reopen
+        click(w, "ch1StopSendBtn");
+        QTRY_COMPARE_WITH_TIMEOUT(
+            enabledOf(w, { "ch1SendBtn", "ch1StopSendBtn", "ch1SendIDEdit" }), QString("101"), 3000);
     }
 
     void listLimitKeepsNewestRows()

@@ -8,9 +8,11 @@
 #include "PendingFrames.h"
 #include "SettingsStore.h"
 #include "TestKit.h"
+#include "recvThread.h"
 #include "sendThread.h"
 
 #include <QRegularExpression>
+#include <QSemaphore>
 #include <QTemporaryDir>
 #include <QtEndian>
 
@@ -544,5 +546,145 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_SendThread)
+// Holds a worker after its run() has returned, as a slow end of the thread
+// would: the window in which a late stop() used to be kept for the next run.
+template <class Worker> class HeldTail : public Worker {
+public:
+    using Worker::Worker;
+    ~HeldTail() override
+    {
+        go.release(100);
+        this->wait();
+    }
+    QSemaphore ended, go;
+
+protected:
+    void run() override
+    {
+        Worker::run();
+        ended.release();
+        go.acquire();
+    }
+};
+
+// The stop flags and the configuration of the two workers, stopped or set at
+// the wrong moment from the GUI thread.
+class WorkerRaceTest : public QObject {
+    Q_OBJECT
+    QTemporaryDir m_dir;
+
+private slots:
+    void init()
+    {
+        SettingsStore::load(m_dir.filePath("setdb.txt"));
+        FakeDriver::install();
+        takePendingFrames();
+        setLanguageCode(0);
+    }
+    void cleanupTestCase() { FakeDriver::uninstall(); }
+
+    // when: "tail" = stop() after the previous run cleared its flag but before
+    // its thread finished; "idle" = stop() before start(), which still ends
+    // that run at once.
+    void receiveStop_data()
+    {
+        columns<QString, bool>({ "when", "receives" });
+        QTest::newRow("late stop of the ended run") << "tail" << true;
+        QTest::newRow("stop before start") << "idle" << false;
+    }
+    void receiveStop()
+    {
+        QFETCH(QString, when);
+        QFETCH(bool, receives);
+        HeldTail<recvThread> rx(0);
+        if (when == "tail") {
+            rx.start(); // the channel is closed: this run ends at once
+            QVERIFY(rx.ended.tryAcquire(1, 5000));
+            rx.stop();
+            rx.go.release();
+            QVERIFY(rx.wait(5000));
+        } else {
+            rx.stop();
+        }
+        FakeDriver::openChannels(true, false);
+        FakeDriver::queueCanRead(0, { FakeDriver::canRecord(0x123, "\x01") });
+        rx.go.release();
+        rx.start();
+        QList<ModelItem> got;
+        if (receives) {
+            QTRY_VERIFY_WITH_TIMEOUT((got += takePendingFrames(), !got.isEmpty()), 5000);
+            QCOMPARE(got.first().idText, QString("0x123"));
+            FakeDriver::openChannels(false, false);
+        }
+        QVERIFY(rx.ended.tryAcquire(1, 5000));
+        QVERIFY(rx.wait(5000));
+        QCOMPARE(FakeDriver::callCount("ReceiveCan") > 0, receives);
+        QVERIFY(!rx.stopRequested());
+    }
+
+    // A stop pressed while nothing is sent (the stop button of the other
+    // panel during a file send, a double click), or one that lands as a count
+    // send ends, belongs to no later run: the next file send goes through.
+    void sendStop_data()
+    {
+        columns<QString>({ "when" });
+        QTest::newRow("stray stop while idle") << "idle";
+        QTest::newRow("late stop of an ended count send") << "tail";
+    }
+    void sendStop()
+    {
+        QFETCH(QString, when);
+        FakeDriver::openChannels(true, true);
+        HeldTail<sendThread> t(0);
+        Recorder rec(t);
+        if (when == "tail") {
+            const uint8_t data[1] = { 7 };
+            t.setSend(0x10, 0, 0, 0, 0, data, 1, 0, 1, 1, 0, 0, 0);
+            t.start();
+            QVERIFY(t.ended.tryAcquire(1, 5000));
+            t.stop();
+            t.go.release();
+            QVERIFY(t.wait(5000));
+            QCoreApplication::sendPostedEvents(); // that run's lines and endSend
+        } else {
+            t.stop();
+        }
+        const QString path = m_dir.filePath("one.csv");
+        writeFile(path, ("header\n" + stdRow("10:00:00.000", "0x321") + "\n").toUtf8());
+        FakeDriver::clearCalls();
+        rec.events.clear();
+        QVERIFY(t.setFileSend(path, 1, 0, 0));
+        t.go.release();
+        t.start();
+        QVERIFY(t.ended.tryAcquire(1, 5000));
+        QTRY_COMPARE(rec.ends(), 2);
+        QCOMPARE(rec.events.mid(1, 1), QStringList("文件发送完成！"));
+        QCOMPARE(sentFrames(), QStringList("321:"));
+    }
+
+    // A send panel re-enabled under a running endless send used to reach
+    // setSend, which rewrote the frame the thread was sending from.
+    void configureWhileRunning()
+    {
+        FakeDriver::openChannels(true, true);
+        sendThread t(0);
+        Recorder rec(t);
+        const uint8_t first[1] = { 0x11 }, second[1] = { 0x22 };
+        QVERIFY(t.setSend(0x100, 0, 0, 0, 0, first, 1, 0, -1, 1, 1, 0, 0));
+        t.start();
+        QTRY_VERIFY(transmits().size() >= 3);
+        QVERIFY(!t.setSend(0x200, 0, 0, 0, 0, second, 1, 0, -1, 1, 1, 0, 0));
+        QVERIFY(!t.setFileSend(m_dir.filePath("x.csv"), 1, 0, 0));
+        const int before = transmits().size();
+        QTRY_VERIFY(transmits().size() >= before + 5);
+        t.stop();
+        QTRY_COMPARE(rec.ends(), 1);
+        QVERIFY(t.wait(5000));
+        const QStringList sent = sentFrames(1);
+        QCOMPARE(QSet<QString>(sent.begin(), sent.end()), QSet<QString> { "100:11" });
+        QVERIFY(t.setSend(0x200, 0, 0, 0, 0, second, 1, 0, 1, 1, 0, 0, 0)); // idle again: taken
+    }
+};
+
+OSTREL_TEST_MAIN(QCoreApplication, new tst_SendThread, new WorkerRaceTest)
 #include "tst_sendthread.moc"

@@ -1,0 +1,51 @@
+#!/usr/bin/env bash
+# The whole test suite under the sanitizers, each in its own build folder:
+#   build-asan/  AddressSanitizer + UndefinedBehaviorSanitizer (and LeakSanitizer)
+#   build-tsan/  ThreadSanitizer
+# Every unit, GUI and fuzz-corpus test runs; the first report ends its test
+# with a failure, so any report fails this script. Left out: the layer probes
+# (they only compile) and bench_smoke (timing figures, meaningless when
+# instrumented, and the longest test by far).
+# Usage: scripts/check.sh [asan|tsan|all]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+which=${1:-all}
+root=$PWD
+supp=$root/tests/sanitizers
+jobs=$(nproc)
+
+# halt_on_error: the first report ends the process with a failure.
+export ASAN_OPTIONS="halt_on_error=1:detect_leaks=1:detect_stack_use_after_return=1:strict_init_order=1"
+export LSAN_OPTIONS="suppressions=$supp/lsan.supp:print_suppressions=0"
+export UBSAN_OPTIONS="halt_on_error=1:print_stacktrace=1"
+# Debian's Qt is not instrumented: what its own code touches is not checked
+# (ignore_noninstrumented_modules); see tests/sanitizers/tsan.supp.
+export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1:ignore_noninstrumented_modules=1:suppressions=$supp/tsan.supp:print_suppressions=0"
+
+run_one() { # name sanitizer-list
+    local name=$1 list=$2 dir=build-$1
+    local start=$SECONDS
+    echo "== $name: building in $dir/ (-fsanitize=$list)"
+    cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O1 -g" \
+        -DOSTREL_WARNINGS_AS_ERRORS=ON -DOSTREL_SANITIZE="$list" >/dev/null
+    if ! cmake --build "$dir" -j"$jobs" >"$dir/build.log" 2>&1; then
+        tail -n 60 "$dir/build.log"
+        exit 1
+    fi
+    echo "== $name: built in $((SECONDS - start)) s; running the suite"
+    (cd "$dir" && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j"$jobs" -LE 'bench|layers')
+    echo "== $name: done in $((SECONDS - start)) s"
+}
+
+case "$which" in
+asan) run_one asan address,undefined ;;
+tsan) run_one tsan thread ;;
+all)
+    run_one asan address,undefined
+    run_one tsan thread
+    ;;
+*)
+    echo "usage: scripts/check.sh [asan|tsan|all]" >&2
+    exit 2
+    ;;
+esac
