@@ -4,8 +4,9 @@
 #   build-tsan/  ThreadSanitizer
 # Every unit, GUI and fuzz-corpus test runs; the first report ends its test
 # with a failure, so any report fails this script. Left out: the layer probes
-# (they only compile) and bench_smoke (timing figures, meaningless when
-# instrumented, and the longest test by far).
+# (they only compile), the benchmarks' smoke runs (timing figures, meaningless
+# when instrumented, and the longest tests by far), and under TSan the
+# QtSerialBus back-end's two tests (see tsan_skip below).
 # Usage: scripts/check.sh [asan|tsan|all]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -22,8 +23,8 @@ export UBSAN_OPTIONS="halt_on_error=1:print_stacktrace=1"
 # (ignore_noninstrumented_modules); see tests/sanitizers/tsan.supp.
 export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1:ignore_noninstrumented_modules=1:suppressions=$supp/tsan.supp:print_suppressions=0"
 
-run_one() { # name sanitizer-list
-    local name=$1 list=$2 dir=build-$1
+run_one() { # name sanitizer-list [ctest -E regex]
+    local name=$1 list=$2 dir=build-$1 skip=${3:-}
     local start=$SECONDS
     echo "== $name: building in $dir/ (-fsanitize=$list)"
     cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O1 -g" \
@@ -33,16 +34,25 @@ run_one() { # name sanitizer-list
         exit 1
     fi
     echo "== $name: built in $((SECONDS - start)) s; running the suite"
-    (cd "$dir" && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j"$jobs" -LE 'bench|layers')
+    local exclude=()
+    [ -z "$skip" ] || exclude=(-E "$skip")
+    (cd "$dir" && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j"$jobs" -LE 'bench|layers' "${exclude[@]}")
     echo "== $name: done in $((SECONDS - start)) s"
 }
 
+# Not under TSan: the QtSerialBus back-end's tests. The back-end hands its
+# work to its own thread through QMetaObject::invokeMethod, and that hand-over
+# happens inside uninstrumented Qt; ThreadSanitizer reports every such call,
+# and no suppression narrow enough to keep real races in the back-end visible
+# separates them. They run under ASan + UBSan like every other test.
+tsan_skip='^tst_canbus'
+
 case "$which" in
 asan) run_one asan address,undefined ;;
-tsan) run_one tsan thread ;;
+tsan) run_one tsan thread "$tsan_skip" ;;
 all)
     run_one asan address,undefined
-    run_one tsan thread
+    run_one tsan thread "$tsan_skip"
     ;;
 *)
     echo "usage: scripts/check.sh [asan|tsan|all]" >&2
