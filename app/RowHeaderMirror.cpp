@@ -7,11 +7,12 @@ RowHeaderMirror::RowHeaderMirror(QAbstractItemModel *source, QObject *parent)
     auto *s = source;
     connect(s, &QAbstractItemModel::rowsAboutToBeRemoved, this, &RowHeaderMirror::sourceRowsAboutToBeRemoved);
     connect(s, &QAbstractItemModel::rowsRemoved, this, &RowHeaderMirror::sourceRowsRemoved);
-    connect(s, &QAbstractItemModel::rowsAboutToBeInserted, this, [this](const QModelIndex &parent, int first, int last) {
-        flush();
-        if (!parent.isValid())
-            beginInsertRows(QModelIndex(), first, last);
-    });
+    connect(
+        s, &QAbstractItemModel::rowsAboutToBeInserted, this, [this](const QModelIndex &parent, int first, int last) {
+            flush();
+            if (!parent.isValid())
+                beginInsertRows(QModelIndex(), first, last);
+        });
     connect(s, &QAbstractItemModel::rowsInserted, this, [this](const QModelIndex &parent, int, int) {
         if (!parent.isValid())
             endInsertRows();
