@@ -2,6 +2,8 @@
 
 #include <QMutexLocker>
 
+#include <utility>
+
 void PendingFrames::appendPendingFrames(QList<ModelItem> batch)
 {
     if (batch.isEmpty())
@@ -11,10 +13,18 @@ void PendingFrames::appendPendingFrames(QList<ModelItem> batch)
     // QList would be released by this thread after the unlock while the GUI
     // thread already appends to or frees the same block (QList decides
     // whether it is shared with a plain load, which orders nothing).
-    if (pendingFrames.isEmpty())
+    if (pendingFrames.isEmpty()) {
         pendingFrames.swap(batch);
-    else
-        pendingFrames.append(batch);
+        return;
+    }
+    // QList copies a frame on append (its eleven texts shared one by one, an
+    // atomic count each) and the batch then drops the originals: the texts
+    // are moved into place instead.
+    pendingFrames.reserve(pendingFrames.size() + batch.size());
+    for (ModelItem &item : batch) {
+        pendingFrames.append(ModelItem());
+        std::swap(pendingFrames.last(), item);
+    }
 }
 
 QList<ModelItem> PendingFrames::takePendingFrames()

@@ -190,6 +190,7 @@ private:
 
     int64_t m_busFree = 0; // end of the last frame on the bus
     int64_t m_nextEvent = 0; // when running the bus next changes something
+    int64_t m_readerRanBus = INT64_MIN / 2; // when a receive call last ran the bus
     int m_waiters = 0;
 
     Sim::FloodFrame m_floodFrame = Sim::FloodFrame::CanFdEmpty;
