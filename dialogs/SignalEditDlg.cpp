@@ -65,15 +65,16 @@ SignalEditDlg::SignalEditDlg(const SignalDecoder::Databases &databases, const Li
     m_caption->setObjectName(QStringLiteral("captionLabel"));
     m_caption->setWordWrap(true);
 
-    auto *messageLabel = new QLabel(Lang::pick(QStringLiteral("报文："), QStringLiteral("報文："),
-                                        QStringLiteral("Message:")),
-        this);
+    auto *messageLabel
+        = new QLabel(Lang::pick(QStringLiteral("报文："), QStringLiteral("報文："), QStringLiteral("Message:")), this);
     m_messageCombo = new QComboBox(this);
     m_messageCombo->setObjectName(QStringLiteral("messageCombo"));
     m_messageCombo->setMaxVisibleItems(20);
     for (const DbcMessage *m : m_decoder.messages())
-        m_messageCombo->addItem(QStringLiteral("%1  0x%2").arg(
-            m->name, QString::number(m->id, 16).toUpper().rightJustified(m->extended ? 8 : 3, QLatin1Char('0'))));
+        m_messageCombo->addItem(
+            QStringLiteral("%1  0x%2")
+                .arg(m->name,
+                    QString::number(m->id, 16).toUpper().rightJustified(m->extended ? 8 : 3, QLatin1Char('0'))));
     messageLabel->setBuddy(m_messageCombo);
 
     m_muxNote = new QLabel(this);
@@ -89,11 +90,12 @@ SignalEditDlg::SignalEditDlg(const SignalDecoder::Databases &databases, const Li
     m_table->verticalHeader()->setDefaultSectionSize(m_table->fontMetrics().height() + 12);
     m_table->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     m_table->horizontalHeader()->setStretchLastSection(true);
-    m_table->setHorizontalHeaderLabels({ Lang::pick(QStringLiteral("信号"), QStringLiteral("信號"), QStringLiteral("Signal")),
-        Lang::pick(QStringLiteral("物理值"), QStringLiteral("物理值"), QStringLiteral("Physical")),
-        Lang::pick(QStringLiteral("单位"), QStringLiteral("單位"), QStringLiteral("Unit")),
-        Lang::pick(QStringLiteral("最小值"), QStringLiteral("最小值"), QStringLiteral("Min")),
-        Lang::pick(QStringLiteral("最大值"), QStringLiteral("最大值"), QStringLiteral("Max")) });
+    m_table->setHorizontalHeaderLabels(
+        { Lang::pick(QStringLiteral("信号"), QStringLiteral("信號"), QStringLiteral("Signal")),
+            Lang::pick(QStringLiteral("物理值"), QStringLiteral("物理值"), QStringLiteral("Physical")),
+            Lang::pick(QStringLiteral("单位"), QStringLiteral("單位"), QStringLiteral("Unit")),
+            Lang::pick(QStringLiteral("最小值"), QStringLiteral("最小值"), QStringLiteral("Min")),
+            Lang::pick(QStringLiteral("最大值"), QStringLiteral("最大值"), QStringLiteral("Max")) });
     const int digit = m_table->fontMetrics().horizontalAdvance(QLatin1Char('0'));
     m_table->setColumnWidth(NameColumn, digit * 18);
     m_table->setColumnWidth(ValueColumn, digit * 24);
@@ -180,8 +182,8 @@ void SignalEditDlg::chooseMessage(int index)
         m_values[i] = SignalCodec::physical(m->signalList.at(i), 0);
     if (!m_row.remote && m_row.id == m->id && m_row.extended == m->extended) {
         QVector<DecodedSignal> decoded;
-        SignalDecoder::decodeMessage(*m, reinterpret_cast<const uchar *>(m_row.data.constData()), m_row.data.size(),
-            decoded);
+        SignalDecoder::decodeMessage(
+            *m, reinterpret_cast<const uchar *>(m_row.data.constData()), m_row.data.size(), decoded);
         for (const DecodedSignal &d : qAsConst(decoded))
             m_values[int(d.signal - m->signalList.constData())] = d.physical;
     }
@@ -379,7 +381,8 @@ void SignalEditDlg::refreshFrame()
     if (!m) {
         m_encoded = SignalEncoder::Result();
         m_frameLabel->setText(Lang::pick(QStringLiteral("通道%1的信号数据库中没有报文。"),
-            QStringLiteral("通道%1的信號數據庫中沒有報文。"), QStringLiteral("The databases of channel %1 hold no message."))
+            QStringLiteral("通道%1的信號數據庫中沒有報文。"),
+            QStringLiteral("The databases of channel %1 hold no message."))
                                   .arg(m_row.channel + 1));
         m_noteLabel->clear();
         return;
@@ -389,8 +392,9 @@ void SignalEditDlg::refreshFrame()
         values.insert(m->signalList.at(i).name, m_values.at(i));
     m_encoded = SignalEncoder::encode(*m, values);
     const ListSendRow r = result();
-    const QString format = r.extended ? Lang::pick(QStringLiteral("扩展帧"), QStringLiteral("擴展幀"), QStringLiteral("extended"))
-                                      : Lang::pick(QStringLiteral("标准帧"), QStringLiteral("標準幀"), QStringLiteral("standard"));
+    const QString format = r.extended
+        ? Lang::pick(QStringLiteral("扩展帧"), QStringLiteral("擴展幀"), QStringLiteral("extended"))
+        : Lang::pick(QStringLiteral("标准帧"), QStringLiteral("標準幀"), QStringLiteral("standard"));
     m_frameLabel->setText(Lang::pick(QStringLiteral("发送：ID 0x%1 %2 %3，%4字节：%5"),
         QStringLiteral("發送：ID 0x%1 %2 %3，%4字節：%5"), QStringLiteral("Sends: ID 0x%1 %2 %3, %4 bytes: %5"))
                               .arg(QString::number(r.id, 16).toUpper(), format,

@@ -97,7 +97,11 @@ void listSendDlg::showEvent(QShowEvent *event)
     }
 }
 
-void listSendDlg::setTexts() { m_model->retranslate(); }
+void listSendDlg::setTexts()
+{
+    m_model->retranslate();
+    updateButtons(); // the tool tips are worded in the language too
+}
 
 void listSendDlg::on_pbnClose_clicked() { close(); }
 

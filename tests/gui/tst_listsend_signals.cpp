@@ -154,23 +154,20 @@ private slots:
             << "123 std CAN 8" << kMixedBytes
             << QStringList { "LeSpeed=1000.5", "BeTemp=701", "Torque=-150", "Gear=3", "Limit=9" } << "";
         // 600 is held at 500, raw 6000 = 0x1770; 2.2 km/h is raw 4 (steps of 0.5).
-        QTest::newRow("held to the range") << "Mixed" << QStringList { "Torque=600", "LeSpeed=2.2" }
-                                           << "123 std CAN 8"
-                                           << "40 00 00 00 70 17 00 00"
-                                           << QStringList { "LeSpeed=2", "BeTemp=0", "Torque=500", "Gear=0", "Limit=0" }
-                                           << "Torque：600超出范围-500…500，已限制为500";
-        QTest::newRow("held to the bits") << "Mixed" << QStringList { "Limit=16" } << "123 std CAN 8"
-                                          << "00 00 00 00 00 00 00 0F"
-                                          << QStringList { "LeSpeed=0", "BeTemp=0", "Torque=-100", "Gear=0",
-                                                 "Limit=15" }
-                                          << "Limit：16超出4位信号能表示的范围，已限制为15";
+        QTest::newRow("held to the range")
+            << "Mixed" << QStringList { "Torque=600", "LeSpeed=2.2" } << "123 std CAN 8"
+            << "40 00 00 00 70 17 00 00" << QStringList { "LeSpeed=2", "BeTemp=0", "Torque=500", "Gear=0", "Limit=0" }
+            << "Torque：600超出范围-500…500，已限制为500";
+        QTest::newRow("held to the bits")
+            << "Mixed" << QStringList { "Limit=16" } << "123 std CAN 8"
+            << "00 00 00 00 00 00 00 0F" << QStringList { "LeSpeed=0", "BeTemp=0", "Torque=-100", "Gear=0", "Limit=15" }
+            << "Limit：16超出4位信号能表示的范围，已限制为15";
         QTest::newRow("CAN FD, 16 bytes, extended")
             << "FdLong" << QStringList { "Head=0xA5", "Tail=4660" } << "300 ext CANFD 16"
             << "A5 00 00 00 00 00 00 00 00 00 00 00 00 00 34 12" << QStringList { "Head=165", "Tail=4660" } << "";
-        QTest::newRow("multiplexed") << "Muxed" << QStringList { "Sel=1", "Narrow=85", "Common=7" }
-                                     << "400 std CAN 8"
-                                     << "01 55 00 00 00 00 00 07"
-                                     << QStringList { "Sel=1", "Narrow=85", "Common=7" } << "";
+        QTest::newRow("multiplexed") << "Muxed" << QStringList { "Sel=1", "Narrow=85", "Common=7" } << "400 std CAN 8"
+                                     << "01 55 00 00 00 00 00 07" << QStringList { "Sel=1", "Narrow=85", "Common=7" }
+                                     << "";
         QTest::newRow("10 bytes sent as 12") << "Odd" << QStringList { "Last=9" } << "500 std CANFD 12"
                                              << "00 00 00 00 00 00 00 00 00 09 00 00" << QStringList { "Last=9" }
                                              << "报文长10字节，CAN FD没有这个长度：按12字节发送，多出的字节为00。";
