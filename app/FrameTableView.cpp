@@ -1,6 +1,7 @@
 #include "FrameTableView.h"
 
 #include "FrameCellDelegate.h"
+#include "RowHeaderMirror.h"
 
 #include <QHeaderView>
 #include <QPaintEvent>
@@ -17,6 +18,19 @@ FrameTableView::FrameTableView(QWidget *parent)
     // The base class keeps drawing the grid's gap (showGrid stays on) but
     // strokes its lines, one call each, with no pen; drawGrid draws them.
     setGridStyle(Qt::NoPen);
+}
+
+void FrameTableView::setModel(QAbstractItemModel *model)
+{
+    if (model == this->model())
+        return;
+    QTableView::setModel(model);
+    delete m_rowMirror;
+    m_rowMirror = nullptr;
+    if (model) {
+        m_rowMirror = new RowHeaderMirror(model, this);
+        verticalHeader()->setModel(m_rowMirror);
+    }
 }
 
 void FrameTableView::paintEvent(QPaintEvent *event)

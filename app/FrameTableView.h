@@ -7,6 +7,7 @@
 #include <QTableView>
 
 class FrameCellDelegate;
+class RowHeaderMirror;
 
 class FrameTableView : public QTableView {
     Q_OBJECT
@@ -15,6 +16,12 @@ public:
 
     FrameCellDelegate *cellDelegate() const { return m_delegate; }
 
+    // The vertical header follows the model through a RowHeaderMirror, so a
+    // run of single-row removals from the top costs it one update, not one
+    // walk over all of its rows per removed row.
+    void setModel(QAbstractItemModel *model) override;
+    RowHeaderMirror *rowHeaderMirror() const { return m_rowMirror; }
+
 protected:
     void paintEvent(QPaintEvent *event) override;
 
@@ -22,4 +29,5 @@ private:
     void drawGrid(const QRegion &region);
 
     FrameCellDelegate *m_delegate = nullptr;
+    RowHeaderMirror *m_rowMirror = nullptr;
 };

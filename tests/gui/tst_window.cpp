@@ -25,6 +25,7 @@
 #include <QMenu>
 #include <QPainter>
 #include <QScreen>
+#include <QScrollBar>
 #include <QSpinBox>
 #include <QStandardItemModel>
 #include <QTableView>
@@ -839,6 +840,71 @@ private slots:
         QVERIFY(ours.cellDelegate()->cachedPathUsed(&ours));
         const QRect part(37, 11, 150, 50); // crosses cells and grid lines
         QCOMPARE(ours.viewport()->grab(part).toImage(), standard.viewport()->grab(part).toImage());
+    }
+
+    // The list trimmed as the refresh tick trims it (oldest rows removed one
+    // notification each, then new rows appended) ends up as the standard
+    // table: the same rows hidden, the same scroll range, the same picture,
+    // whether the header hears of the removals at once or merged.
+    void trimmedAsTheStandardTable_data()
+    {
+        columns<QList<int>, int, QList<int>>({ "hidden", "removed", "steps" });
+        // steps: > 0 append that many rows, < 0 remove row -n (not the top), 0 wait for the event loop
+        QTest::newRow("none hidden") << QList<int> {} << 30 << QList<int> { 30 };
+        QTest::newRow("hidden rows move up") << QList<int> { 0, 3, 31, 32, 59 } << 30 << QList<int> { 30 };
+        QTest::newRow("all of the rows") << QList<int> { 40 } << 60 << QList<int> { 5 };
+        QTest::newRow("only removed") << QList<int> { 35 } << 12 << QList<int> {};
+        QTest::newRow("a middle row after the run") << QList<int> { 20, 45 } << 10 << QList<int> { -7, 4 };
+        QTest::newRow("event loop between runs") << QList<int> { 25 } << 10 << QList<int> { 0, 3 };
+    }
+    void trimmedAsTheStandardTable()
+    {
+        QFETCH(QList<int>, hidden);
+        QFETCH(int, removed);
+        QFETCH(QList<int>, steps);
+        QStandardItemModel model(0, 3);
+        int made = 0;
+        auto row = [&made] {
+            QList<QStandardItem *> items;
+            for (int c = 0; c < 3; ++c)
+                items << new QStandardItem(QString("%1-%2").arg(made).arg(c));
+            ++made;
+            return items;
+        };
+        for (int r = 0; r < 60; ++r)
+            model.appendRow(row());
+        QTableView standard;
+        FrameTableView ours;
+        for (QTableView *view : { &standard, static_cast<QTableView *>(&ours) }) {
+            setUpLikeFrameList(view, &model);
+            for (int r : qAsConst(hidden))
+                view->setRowHidden(r, true);
+            view->show();
+        }
+        QVERIFY(QTest::qWaitForWindowExposed(&ours));
+        for (int i = 0; i < removed; ++i)
+            model.removeRow(0);
+        for (int step : qAsConst(steps)) {
+            if (step > 0) {
+                for (int i = 0; i < step; ++i)
+                    model.appendRow(row());
+            } else if (step < 0) {
+                model.removeRow(-step);
+            } else {
+                QCoreApplication::processEvents();
+                for (int i = 0; i < 5; ++i)
+                    model.removeRow(0);
+            }
+        }
+        for (QTableView *view : { &standard, static_cast<QTableView *>(&ours) })
+            view->scrollToBottom();
+        QCoreApplication::processEvents(); // as before the next paint
+        QCOMPARE(ours.verticalHeader()->count(), model.rowCount());
+        QCOMPARE(ours.verticalScrollBar()->maximum(), standard.verticalScrollBar()->maximum());
+        for (int r = 0; r < model.rowCount(); ++r)
+            QVERIFY2(ours.isRowHidden(r) == standard.isRowHidden(r), qPrintable(QString("row %1").arg(r)));
+        QCOMPARE(ours.rowViewportPosition(model.rowCount() - 1), standard.rowViewportPosition(model.rowCount() - 1));
+        QCOMPARE(ours.viewport()->grab().toImage(), standard.viewport()->grab().toImage());
     }
 
     // However many distinct texts pass, the cache keeps at most its limit.
