@@ -14,11 +14,17 @@ struct IdMask {
     bool operator==(const IdMask &o) const { return id == o.id && mask == o.mask && extended == o.extended; }
 };
 
-// The filters that together accept exactly the identifiers first..last of one
-// kind (standard 0..0x7FF, extended 0..0x1FFFFFFF): the range is cut into the
-// fewest aligned blocks, each block one filter. Bounds beyond the kind's
-// width are clamped; an empty range (last < first) gives no filter.
+// The smallest set of filters that together accept exactly the identifiers
+// first..last of one kind (standard 0..0x7FF, extended 0..0x1FFFFFFF).
+// Filters may overlap and their masks may leave any bits free. Bounds beyond
+// the kind's width are clamped; an empty range (last < first) gives no
+// filter. The filter ids carry no bit outside their masks, and the same range
+// always gives the same list.
 QVector<IdMask> forRange(bool extended, uint32_t first, uint32_t last);
+
+// The same decomposition over identifiers of any width from 1 to 31 bits
+// (filters marked standard); forRange uses 11 and 29 bits.
+QVector<IdMask> forWidth(int bits, uint32_t first, uint32_t last);
 
 bool accepts(const IdMask &filter, bool extended, uint32_t id);
 bool accepts(const QVector<IdMask> &filters, bool extended, uint32_t id);

@@ -1,8 +1,6 @@
-// The QtSerialBus back-end below the window: acceptance ranges as
-// identifier/mask filters (checked against every standard identifier and a
-// sample of extended ones), the back-end's own filtering where the interface
-// takes no filters (virtualcan), and frames lost on a full receive queue.
-#include "AcceptanceMasks.h"
+// The QtSerialBus back-end below the window: the back-end's own filtering
+// where the interface takes no filters (virtualcan), and frames lost on a full
+// receive queue. The range-to-filter decomposition is in tst_acceptance_masks.
 #include "CanBusAdapter.h"
 #include "ChannelSetup.h"
 #include "Interfaces.h"
@@ -10,91 +8,6 @@
 
 #include <QCanBus>
 #include <QCanBusDevice>
-#include <QRandomGenerator>
-
-using AcceptanceMasks::IdMask;
-
-namespace {
-struct Range {
-    bool extended;
-    uint32_t first, last;
-};
-} // namespace
-Q_DECLARE_METATYPE(QVector<Range>)
-
-class MaskTest : public QObject {
-    Q_OBJECT
-private slots:
-    void rangesBecomeExactFilters_data()
-    {
-        columns<QVector<Range>, int>({ "ranges", "filters" });
-        auto row = [](const char *name, QVector<Range> r, int n) { QTest::newRow(name) << r << n; };
-        row("single standard id", { { false, 0x123, 0x123 } }, 1);
-        row("standard id 0", { { false, 0, 0 } }, 1);
-        row("standard id 0x7FF", { { false, 0x7FF, 0x7FF } }, 1);
-        row("single extended id", { { true, 0x18FF0010, 0x18FF0010 } }, 1);
-        row("extended id 0x1FFFFFFF", { { true, 0x1FFFFFFF, 0x1FFFFFFF } }, 1);
-        row("every standard id", { { false, 0, 0x7FF } }, 1);
-        row("every extended id", { { true, 0, 0x1FFFFFFF } }, 1);
-        row("from 0", { { false, 0, 0x7FE } }, 11);
-        row("up to 0x7FF", { { false, 1, 0x7FF } }, 11);
-        row("top of the extended space", { { true, 0x1FFFFF00, 0x1FFFFFFF } }, 1);
-        row("across 0x100", { { false, 0x0FF, 0x100 } }, 2);
-        row("one aligned block", { { false, 0x100, 0x1FF } }, 1);
-        row("block and one more", { { false, 0x100, 0x200 } }, 2);
-        row("one short of a block", { { false, 0x100, 0x1FE } }, 8);
-        row("across 0x400 both sides", { { false, 0x3FF, 0x401 } }, 2);
-        row("unaligned standard", { { false, 0x123, 0x456 } }, 12);
-        row("unaligned extended", { { true, 0x0ABCDEF1, 0x12345678 } }, 24);
-        row("across 0x10000000", { { true, 0x0FFFFFFF, 0x10000000 } }, 2);
-        row("several ranges",
-            { { false, 0x100, 0x10F }, { false, 0x7F0, 0x7FF }, { true, 0x18FF0000, 0x18FF00FF },
-                { true, 0x00000123, 0x00000123 } },
-            4);
-        row("overlapping ranges", { { false, 0x100, 0x180 }, { false, 0x140, 0x1FF } }, 4);
-        row("bounds beyond the standard width", { { false, 0x7F0, 0xFFFF } }, 1);
-        row("end below start", { { false, 0x200, 0x100 } }, 0);
-    }
-    void rangesBecomeExactFilters()
-    {
-        QFETCH(QVector<Range>, ranges);
-        QFETCH(int, filters);
-        QVector<IdMask> list;
-        for (const Range &r : ranges)
-            list += AcceptanceMasks::forRange(r.extended, r.first, r.last);
-        QCOMPARE(list.size(), filters);
-        auto inRanges = [&](bool extended, uint32_t id) {
-            for (const Range &r : ranges)
-                if (r.extended == extended && id >= r.first && id <= std::min(r.last, extended ? 0x1FFFFFFFu : 0x7FFu))
-                    return true;
-            return false;
-        };
-        // Every standard identifier, and the same values as extended ones.
-        for (uint32_t id = 0; id <= 0x7FF; ++id) {
-            for (bool extended : { false, true })
-                QVERIFY2(AcceptanceMasks::accepts(list, extended, id) == inRanges(extended, id),
-                    qPrintable(QString("%1 id 0x%2").arg(extended ? "extended" : "standard").arg(id, 0, 16)));
-        }
-        // Extended identifiers: around every range end and every power of two, and a random sample.
-        QVector<uint32_t> sample;
-        for (const Range &r : ranges)
-            for (uint32_t edge : { r.first, r.last })
-                for (int d = -300; d <= 300; ++d)
-                    sample << uint32_t(qBound<qint64>(0, qint64(edge) + d, 0x1FFFFFFF));
-        for (int bit = 0; bit < 29; ++bit)
-            for (int d = -2; d <= 2; ++d)
-                sample << uint32_t(qBound<qint64>(0, (qint64(1) << bit) + d, 0x1FFFFFFF));
-        QRandomGenerator random(29);
-        for (int i = 0; i < 200000; ++i)
-            sample << random.bounded(0x20000000u);
-        for (uint32_t id : qAsConst(sample))
-            QVERIFY2(AcceptanceMasks::accepts(list, true, id) == inRanges(true, id),
-                qPrintable(QString("extended id 0x%1").arg(id, 0, 16)));
-        // A filter is a block: its id carries no bit outside its mask.
-        for (const IdMask &f : qAsConst(list))
-            QCOMPARE(f.id & ~f.mask & (f.extended ? 0x1FFFFFFFu : 0x7FFu), 0u);
-    }
-};
 
 // Channel 1 and 2 of the back-end on virtualcan can1, with a peer node there.
 class BackendTest : public QObject {
@@ -199,5 +112,5 @@ private slots:
     }
 };
 
-OSTREL_TEST_MAIN(QCoreApplication, new MaskTest, new BackendTest)
+OSTREL_TEST_MAIN(QCoreApplication, new BackendTest)
 #include "tst_canbus_backend.moc"
