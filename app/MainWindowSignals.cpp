@@ -14,6 +14,7 @@
 #include "SignalPanel.h"
 #include "SignalPlot.h"
 #include "SignalRecorder.h"
+#include "listSendDlg.h"
 
 #include <QDockWidget>
 #include <QFileInfo>
@@ -246,6 +247,7 @@ bool MainWindow::readDatabases(int ch, const QStringList &paths, bool tellUser)
     }
     m_dbcFiles[ch] = paths;
     m_signals->setDecoder(ch, SignalDecoder(databases));
+    m_listDlg->setDatabases(unsigned(ch), databases); // its rows are filled by signal from the same files
     SettingsStore::setValue(kFilesKey[ch], joinPaths(paths), true);
     m_signalPlot->rebuild();
     setSignalTexts();

@@ -10,6 +10,7 @@
 #include "ListSendFile.h"
 #include "ListSendModel.h"
 #include "Prompt.h"
+#include "SignalEditDlg.h"
 
 #include <QEvent>
 #include <QHeaderView>
@@ -96,7 +97,11 @@ void listSendDlg::showEvent(QShowEvent *event)
     }
 }
 
-void listSendDlg::setTexts() { m_model->retranslate(); }
+void listSendDlg::setTexts()
+{
+    m_model->retranslate();
+    updateButtons(); // the tool tips are worded in the language too
+}
 
 void listSendDlg::on_pbnClose_clicked() { close(); }
 
@@ -199,6 +204,50 @@ void listSendDlg::on_pbnEditData_clicked()
     m_model->setRow(row, r);
 }
 
+namespace {
+QString noDatabaseText(unsigned channel)
+{
+    return Lang::pick(
+        QStringLiteral("通道%1没有加载信号数据库。请先在“信号数据库”菜单中为通道%1加载DBC文件，再按信号编辑。"),
+        QStringLiteral("通道%1沒有載入信號數據庫。請先在“信號數據庫”菜單中為通道%1載入DBC文件，再按信號編輯。"),
+        QStringLiteral("No signal database is loaded on channel %1. Load a DBC file for channel %1 from the Signal "
+                       "Database menu first, then edit by signal."))
+        .arg(channel + 1);
+}
+} // namespace
+
+void listSendDlg::setDatabases(unsigned channel, const SignalDecoder::Databases &databases)
+{
+    m_databases[channel ? 1 : 0] = databases;
+    updateButtons();
+}
+
+void listSendDlg::on_pbnSignals_clicked()
+{
+    const int row = currentRow();
+    if (row < 0 || m_model->isRunning(row))
+        return;
+    const ListSendRow before = m_model->row(row);
+    const SignalDecoder::Databases &databases = m_databases[before.channel ? 1 : 0];
+    if (databases.isEmpty()) {
+        Prompt::warning(this, Lang::noticeTitle(), noDatabaseText(before.channel));
+        return;
+    }
+    SignalEditDlg dlg(databases, before, this);
+    if (dlg.exec() != QDialog::Accepted || !dlg.message())
+        return;
+    if (!m_model->setRow(row, dlg.result()))
+        return;
+    const QStringList notes = dlg.notes();
+    if (!notes.isEmpty())
+        emit windowLog(
+            Lang::pick(QStringLiteral("列表发送第%1行（%2）：%3"), QStringLiteral("列表發送第%1行（%2）：%3"),
+                QStringLiteral("List send row %1 (%2): %3"))
+                .arg(row + 1)
+                .arg(dlg.message()->name,
+                    notes.join(Lang::pick(QStringLiteral("；"), QStringLiteral("；"), QStringLiteral("; ")))));
+}
+
 void listSendDlg::on_pbnOpen_clicked()
 {
     const QString path = FileDialogs::getOpenFileName(this, tr("打开列表文件"), QString(), kFileFilter);
@@ -252,6 +301,14 @@ void listSendDlg::updateButtons()
     ui->pbnDown->setEnabled(has && row < m_model->rowCount() - 1);
     ui->pbnEditData->setEnabled(
         has && !m_model->isRunning(row) && m_model->row(row).length > 0 && !m_model->row(row).remote);
+    ui->pbnSignals->setEnabled(has && !m_model->isRunning(row));
+    if (has)
+        ui->pbnSignals->setToolTip(m_databases[m_model->row(row).channel ? 1 : 0].isEmpty()
+                ? noDatabaseText(m_model->row(row).channel)
+                : Lang::pick(QStringLiteral("选一个数据库报文，按信号的物理值填写这一行的ID、长度和数据。"),
+                    QStringLiteral("選一個數據庫報文，按信號的物理值填寫這一行的ID、長度和數據。"),
+                    QStringLiteral("Choose a database message and fill this row's ID, length and data from its "
+                                   "signals' physical values.")));
     ui->pbnStart->setEnabled(has);
     ui->pbnStopRow->setEnabled(has);
     ui->pbnStartAll->setEnabled(m_model->rowCount() > 0);

@@ -5,6 +5,7 @@
 // and read back at start. The window is owned by the main window and only
 // hidden when closed, so a running list goes on sending; "停止发送" stops it.
 #include "ListSendRow.h"
+#include "SignalDecoder.h"
 
 #include <QDialog>
 #include <QList>
@@ -29,6 +30,10 @@ public:
     // Appends rows (the frame table's "add to list send") and selects them.
     void addRows(const QList<ListSendRow> &rows);
     void stopAll();
+    // The signal databases loaded on a channel (0-based), for filling a row
+    // by its signals; the main window hands them over whenever they change.
+    void setDatabases(unsigned channel, const SignalDecoder::Databases &databases);
+    const SignalDecoder::Databases &databases(unsigned channel) const { return m_databases[channel ? 1 : 0]; }
 
 signals:
     // Lines for the operation log: the schedulers' (worker form) and the window's own.
@@ -48,6 +53,7 @@ private slots:
     void on_pbnUp_clicked();
     void on_pbnDown_clicked();
     void on_pbnEditData_clicked();
+    void on_pbnSignals_clicked();
     void on_pbnOpen_clicked();
     void on_pbnSaveAs_clicked();
     void on_pbnStart_clicked();
@@ -66,4 +72,5 @@ private:
     ListSendModel *m_model = nullptr;
     QString m_loadProblem; // shown when the window first comes up
     bool m_saveFailed = false;
+    SignalDecoder::Databases m_databases[2];
 };

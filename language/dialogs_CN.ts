@@ -102,6 +102,10 @@
         <translation>编辑数据</translation>
     </message>
     <message>
+        <source>按信号编辑...</source>
+        <translation>按信号编辑...</translation>
+    </message>
+    <message>
         <source>打开...</source>
         <translation>打开...</translation>
     </message>

@@ -102,6 +102,10 @@
         <translation>編輯數據</translation>
     </message>
     <message>
+        <source>按信号编辑...</source>
+        <translation>按信號編輯...</translation>
+    </message>
+    <message>
         <source>打开...</source>
         <translation>打開...</translation>
     </message>

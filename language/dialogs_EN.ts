@@ -102,6 +102,10 @@
         <translation>Edit Data</translation>
     </message>
     <message>
+        <source>按信号编辑...</source>
+        <translation>Edit by Signal...</translation>
+    </message>
+    <message>
         <source>打开...</source>
         <translation>Open...</translation>
     </message>

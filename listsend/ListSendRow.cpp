@@ -27,6 +27,14 @@ bool ListSendRow::isValid() const
         && periodMs <= kMaxPeriodMs && count >= 0;
 }
 
+int ListSendRow::fittingLength(int bytes)
+{
+    for (int n : SendRules::lengths())
+        if (n >= bytes)
+            return n;
+    return SendRules::lengths().last();
+}
+
 ListSendRow ListSendRow::fromFrame(const ModelItem &item)
 {
     ListSendRow row;

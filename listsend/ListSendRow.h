@@ -34,6 +34,10 @@ struct ListSendRow {
     // Everything a sender relies on holds: identifier in range, a length the
     // protocol allows, remote frames classic CAN only, period and count in range.
     bool isValid() const;
+    // The shortest length a frame may have that holds `bytes` bytes: the
+    // number itself up to 8, above that the next CAN FD length (12, 16, 20,
+    // 24, 32, 48, 64); 64 for anything longer.
+    static int fittingLength(int bytes);
 
     // A row that sends the frame of a frame-table row again: its channel,
     // identifier, format, type, protocol, length and data, read back from the

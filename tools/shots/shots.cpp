@@ -449,6 +449,34 @@ void shootListSend(MainWindow *w, const QString &lang)
     settle(100);
 }
 
+// The list send window's "edit by signal" on a row carrying the body node's
+// frame (the example database loaded): its signals decoded from the row, a
+// cabin temperature typed below the signal's range and held.
+void shootSignalEdit(MainWindow *w, const QString &lang)
+{
+    trigger(w, "actionListSend");
+    listSendDlg *dlg = w->listSendDialog();
+    ListSendRow body;
+    body.id = 0x18FF0010;
+    body.extended = true;
+    body.name = QStringLiteral("BodyStatus");
+    body.data = QByteArray::fromHex("0102027605640100");
+    dlg->model()->setRows({ body });
+    dlg->resize(1380, 300);
+    dlg->table()->selectRow(0);
+    onModalNamed("SignalEditDlg", [lang](QWidget *edit) {
+        auto *cabin = child<QLineEdit>(edit, "value_CabinTemp");
+        cabin->setText(QStringLiteral("-20"));
+        emit cabin->editingFinished();
+        shoot(edit, QStringLiteral("sigedit_") + lang);
+        click(edit, "pbnCancel");
+    });
+    click(dlg, "pbnSignals");
+    dlg->model()->setRows({});
+    dlg->hide();
+    settle(100);
+}
+
 void shootDialogs(MainWindow *w, const QString &lang)
 {
     // The interface dialog with QtSerialBus interfaces picked for both channels; cancelled.
@@ -552,6 +580,7 @@ void shootSignals(MainWindow *w, const QString &lang)
     settle(200);
     trigger(w, "actionLoadExampleDbc");
     shootMenu(w, w->databaseMenu(), QStringLiteral("menu_dbc_") + lang);
+    shootSignalEdit(w, lang);
     QTreeWidget *tree = w->signalPlot()->signalTree();
     QTreeWidgetItem *channel1 = tree->topLevelItem(0);
     const struct {
