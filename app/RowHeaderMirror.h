@@ -26,8 +26,6 @@ public:
 
     // Passes a held run of removals on to the header now.
     void flush();
-    // Rows removed from the source's top that the header has not been told of.
-    int heldRows() const { return m_held; }
 
 private:
     void sourceRowsAboutToBeRemoved(const QModelIndex &parent, int first, int last);
