@@ -20,7 +20,9 @@ void PendingFrames::appendPendingFrames(QList<ModelItem> batch)
     // QList copies a frame on append (its eleven texts shared one by one, an
     // atomic count each) and the batch then drops the originals: the texts
     // are moved into place instead.
-    pendingFrames.reserve(pendingFrames.size() + batch.size());
+    // No reserve: QList::reserve allocates exactly what it is asked for, so
+    // reserving before every batch would move the whole list each time; the
+    // appends below grow it geometrically.
     for (ModelItem &item : batch) {
         pendingFrames.append(ModelItem());
         std::swap(pendingFrames.last(), item);
