@@ -107,10 +107,16 @@ void MainWindow::refreshDisplay()
         if (watching)
             m_signalTickNs = frameClockNs();
         // The round's numbers are taken from the frame counter in one step.
-        quint64 index = takeFrameIndices(quint64(rows.size()));
+        // A record's index text is made only where it is read: for the
+        // records that reach the table, or for all when the display filter
+        // tests the index column. A record that is only saved gets its
+        // number written straight into its capture row.
+        const quint64 firstIndex = takeFrameIndices(quint64(rows.size()));
+        const bool indexTested = filtering && !m_model->filter(MyTableModel::IndexColumn).isEmpty();
         for (int i = 0; i < rows.size(); ++i) {
             ModelItem &item = rows[i];
-            item.indexText = indexText(index++);
+            if (indexTested)
+                item.indexText = indexText(firstIndex + quint64(i));
             if ((i & 63) == 63 && clock.elapsed() >= 1) {
                 now = timeNow();
                 clock.restart();
@@ -118,8 +124,12 @@ void MainWindow::refreshDisplay()
             item.systemTime = now;
             ++round[(item.direction ? 0 : 2) + (item.channel ? 1 : 0)];
             const bool accepts = !filtering || m_model->acceptsRow(item);
-            if (saving && (!m_saveFilteredOnly || accepts))
-                m_capture->write(item);
+            if (saving && (!m_saveFilteredOnly || accepts)) {
+                if (indexTested)
+                    m_capture->write(item);
+                else
+                    m_capture->write(item, firstIndex + quint64(i));
+            }
             if (accepts) {
                 accepted[size_t(i)] = true;
                 ++acceptedCount;
@@ -136,10 +146,14 @@ void MainWindow::refreshDisplay()
             for (int i = 0; i < rows.size(); ++i) {
                 if (!accepted[size_t(i)])
                     continue;
-                if (skip > 0)
+                if (skip > 0) {
                     --skip;
-                else
-                    shown.append(rows.at(i));
+                    continue;
+                }
+                ModelItem &item = rows[i];
+                if (!indexTested)
+                    item.indexText = indexText(firstIndex + quint64(i));
+                shown.append(item);
             }
             displayBatch(shown);
         }

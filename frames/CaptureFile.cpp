@@ -133,7 +133,11 @@ void CaptureFile::beginRound(int expectedBytes)
         m_rows.reserve(expectedBytes);
 }
 
-void CaptureFile::write(const ModelItem &item)
+void CaptureFile::write(const ModelItem &item) { writeFrame(item, nullptr); }
+
+void CaptureFile::write(const ModelItem &item, quint64 index) { writeFrame(item, &index); }
+
+void CaptureFile::writeFrame(const ModelItem &item, const quint64 *index)
 {
     if (m_rotate)
         startNextPart();
@@ -141,7 +145,7 @@ void CaptureFile::write(const ModelItem &item)
     if (m_csv) {
         if (!m_file)
             return;
-        appendCsvRow(m_rows, item);
+        appendCsvRow(m_rows, item, index);
         if (m_limits.bytes > 0 && m_file->pos() + m_rows.size() >= m_limits.bytes)
             m_rotate = true;
     } else {
@@ -349,17 +353,39 @@ LogFrame CaptureFile::logFrame(const ModelItem &item, qint64 timeNs)
     return f;
 }
 
-void CaptureFile::appendCsvRow(QByteArray &out, const ModelItem &item)
+void CaptureFile::appendCsvRow(QByteArray &out, const ModelItem &item) { appendCsvRow(out, item, nullptr); }
+
+void CaptureFile::appendCsvRow(QByteArray &out, const ModelItem &item, quint64 index)
+{
+    appendCsvRow(out, item, &index);
+}
+
+// With `index`, the row starts with that number instead of the index text.
+void CaptureFile::appendCsvRow(QByteArray &out, const ModelItem &item, const quint64 *index)
 {
     const QString *texts[] = { &item.timeStamp, &item.channelText, &item.dirText, &item.idText, &item.formatText,
         &item.typeText, &item.dlcText, &item.protocolText };
-    int room = 3 * (item.indexText.size() + item.systemTime.size() + item.dataText.size()) + 16;
+    char digits[20];
+    int digitCount = 0;
+    if (index) {
+        quint64 n = *index;
+        do {
+            digits[digitCount++] = char('0' + n % 10);
+            n /= 10;
+        } while (n);
+    }
+    int room = 3 * (item.indexText.size() + item.systemTime.size() + item.dataText.size()) + digitCount + 16;
     for (const QString *t : texts)
         room += 3 * t->size();
     const int at = out.size();
     out.resize(at + room);
     char *p = out.data() + at;
-    bool plain = writeUtf8(p, item.indexText);
+    bool plain = true;
+    if (index) {
+        while (digitCount > 0)
+            *p++ = digits[--digitCount];
+    } else
+        plain = writeUtf8(p, item.indexText);
     *p++ = ',';
     *p++ = '=';
     *p++ = '"';
@@ -377,7 +403,8 @@ void CaptureFile::appendCsvRow(QByteArray &out, const ModelItem &item)
         return;
     }
     out.resize(at);
-    QString row = item.indexText + QLatin1String(",=\"") + item.systemTime + QLatin1String("\",");
+    QString row = (index ? QString::number(*index) : item.indexText) + QLatin1String(",=\"") + item.systemTime
+        + QLatin1String("\",");
     for (const QString *t : texts)
         row += *t + QLatin1Char(',');
     row += item.dataText + QLatin1Char('\n');

@@ -45,6 +45,9 @@ public:
     // (which pushes the round to the disk). expectedBytes sizes the CSV buffer.
     void beginRound(int expectedBytes);
     void write(const ModelItem &item);
+    // The same for a record whose index text was not made (a frame that is
+    // saved but never shown): its number is written instead.
+    void write(const ModelItem &item, quint64 index);
     void endRound();
     void close();
 
@@ -61,6 +64,7 @@ public:
     // One capture row, appended to out:
     // index,="system time",time stamp,channel,Rx/Tx,ID,Frame,type,DLC,CAN-FD,data
     static void appendCsvRow(QByteArray &out, const ModelItem &item);
+    static void appendCsvRow(QByteArray &out, const ModelItem &item, quint64 index);
 
     // The frame as a log file holds it; `timeNs` is the capture clock's time
     // for it (see frameTimeNs).
@@ -76,6 +80,8 @@ private:
     void startNextPart();
     bool rotateDue(qint64 bytes) const;
     void writeLogFrame(const ModelItem &item);
+    void writeFrame(const ModelItem &item, const quint64 *index);
+    static void appendCsvRow(QByteArray &out, const ModelItem &item, const quint64 *index);
     void finishLogPart();
     void fail(const QString &message);
 

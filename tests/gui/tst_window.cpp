@@ -370,6 +370,54 @@ private slots:
         QCOMPARE(model()->cellText(9, 5), QString("0x7FF"));
     }
 
+    // Frames that are saved but pushed out of the table by the list limit (or
+    // rejected by a filter on the index column) keep their own numbers in the
+    // capture file.
+    void captureNumbersFramesBeyondTheList_data()
+    {
+        columns<int, QStringList, QStringList, QStringList>({ "mode", "indexFilter", "saved", "shown" });
+        QTest::newRow("no filter") << 0 << QStringList() << QStringList { "1", "2", "3", "4", "5", "6", "7" }
+                                   << QStringList { "5", "6", "7" };
+        QTest::newRow("index filter, all saved")
+            << 0 << QStringList { "2", "6" } << QStringList { "1", "2", "3", "4", "5", "6", "7" }
+            << QStringList { "2", "6" };
+        QTest::newRow("index filter, filtered saved")
+            << 1 << QStringList { "2", "6" } << QStringList { "2", "6" } << QStringList { "2", "6" };
+    }
+    void captureNumbersFramesBeyondTheList()
+    {
+        QFETCH(int, mode);
+        QFETCH(QStringList, indexFilter);
+        QFETCH(QStringList, saved);
+        QFETCH(QStringList, shown);
+        m_window.reset();
+        m_folder->write("config/setdb.txt", "listCount,3");
+        startWindow(m_window);
+        w = m_window.get();
+        if (!indexFilter.isEmpty())
+            model()->setFilter(0, indexFilter);
+        const QString path = m_folder->path("numbered.csv");
+        startCapture(path, mode);
+        QList<ModelItem> batch;
+        for (int i = 0; i < 5; ++i)
+            batch << frame(0, 1, QString("0x%1").arg(i, 3, 16, QChar('0')));
+        appendPendingFrames(batch);
+        QTRY_COMPARE(label("labelCh1RxCount"), QString("5"));
+        appendPendingFrames({ frame(1, 1, "0x005"), frame(1, 1, "0x006") });
+        QTRY_COMPARE(label("labelCh2RxCount"), QString("2"));
+        setTicked(find<QCheckBox>("checkBox"), false);
+        QStringList savedIndexes;
+        for (const QString &line : fileLines(path).mid(1))
+            savedIndexes << line.section(',', 0, 0);
+        QCOMPARE(savedIndexes, saved);
+        QStringList shownIndexes;
+        for (int r = 0; r < model()->rowCount(); ++r)
+            shownIndexes << model()->cellText(r, 0);
+        QCOMPARE(shownIndexes, shown);
+        // Number 6 is the second tick's first frame.
+        QCOMPARE(fileLines(path).value(saved.indexOf("6") + 1).section(',', 5, 5), QString("0x005"));
+    }
+
     // Rows arriving at the bottom of the list cost the table one repaint per
     // tick, and none while the window is minimised.
     void oneRepaintPerTick()
