@@ -56,7 +56,8 @@ bool FrameCellDelegate::drawCached(QPainter *painter, QStyleOptionViewItem &opt)
 
     opt.text.clear();
     opt.features &= ~QStyleOptionViewItem::HasDisplay;
-    style->drawControl(QStyle::CE_ItemViewItem, &opt, painter, opt.widget);
+    if (!styleLeavesPlainCellsBlank(opt))
+        style->drawControl(QStyle::CE_ItemViewItem, &opt, painter, opt.widget);
 
     // The text colour as the style's item drawing chooses it.
     QPalette::ColorGroup group = (opt.state & QStyle::State_Enabled) ? QPalette::Normal : QPalette::Disabled;
@@ -167,6 +168,54 @@ bool FrameCellDelegate::styleAgrees(const QStyleOptionViewItem &opt) const
         }
     }
     return true;
+}
+
+namespace {
+// The states in which a cell is drawn by the style whatever the probe says.
+constexpr QStyle::State kMarked = QStyle::State_Selected | QStyle::State_HasFocus | QStyle::State_MouseOver;
+} // namespace
+
+// True when `opt` (its text already taken away) is a plain cell and the style
+// is known to draw nothing on a plain cell in this state. The probe draws one
+// such cell, on a plain and on an alternate row, onto a filled picture and
+// looks whether any pixel changed; it is asked again when the style, the
+// font or the cell state (enabled, active window) changes.
+bool FrameCellDelegate::styleLeavesPlainCellsBlank(const QStyleOptionViewItem &opt) const
+{
+    if ((opt.state & kMarked) || opt.backgroundBrush.style() != Qt::NoBrush || !opt.text.isEmpty()
+        || (opt.features & (QStyleOptionViewItem::HasDisplay | QStyleOptionViewItem::HasCheckIndicator
+                               | QStyleOptionViewItem::HasDecoration)))
+        return false;
+    QStyle *style = styleOf(opt);
+    const int state = int(opt.state);
+    if (m_plainStyle == style && m_plainFont == opt.font && m_plainState == state)
+        return m_plainBlank;
+    m_plainStyle = style;
+    m_plainFont = opt.font;
+    m_plainState = state;
+    m_plainBlank = true;
+    const QColor fill(0x12, 0x34, 0x56);
+    QStyleOptionViewItem cell = opt;
+    cell.rect = QRect(0, 0, 64, std::max(opt.rect.height(), 8));
+    for (const bool alternate : { false, true }) {
+        if (alternate)
+            cell.features |= QStyleOptionViewItem::Alternate;
+        else
+            cell.features &= ~QStyleOptionViewItem::Alternate;
+        QImage image(cell.rect.size(), QImage::Format_ARGB32_Premultiplied);
+        image.fill(fill);
+        const QImage before = image.copy();
+        {
+            QPainter p(&image);
+            QStyleOptionViewItem copy = cell;
+            style->drawControl(QStyle::CE_ItemViewItem, &copy, &p, opt.widget);
+        }
+        if (image != before) {
+            m_plainBlank = false;
+            break;
+        }
+    }
+    return m_plainBlank;
 }
 
 bool FrameCellDelegate::cachedPathUsed(const QWidget *view) const

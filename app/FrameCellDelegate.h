@@ -11,6 +11,12 @@
 // a check box, right-to-left, an edited cell) takes the standard path. Before
 // the cached path is used with a style, one probe cell is drawn both ways;
 // if the two pictures differ in any pixel, the standard path is kept.
+//
+// A plain cell (not selected, not current, not under the mouse, no
+// background of its own) is one on which the style draws nothing once its
+// text is taken away: the row background is the view's. If a probe shows
+// that the style indeed leaves such a cell untouched, the style is not asked
+// for it at all (it would save, clip and restore the painter for each cell).
 
 #include <QFont>
 #include <QGlyphRun>
@@ -47,6 +53,7 @@ private:
     bool drawCached(QPainter *painter, QStyleOptionViewItem &opt) const;
     const Shaped &shaped(const QString &text, const QFont &font) const;
     bool styleAgrees(const QStyleOptionViewItem &opt) const;
+    bool styleLeavesPlainCellsBlank(const QStyleOptionViewItem &opt) const;
 
     // Two generations: a text not seen for a whole generation is dropped.
     mutable QHash<QString, Shaped> m_recent;
@@ -56,4 +63,9 @@ private:
     mutable QFont m_checkedFont;
     mutable bool m_styleAgrees = false;
     mutable bool m_probing = false;
+    // The answer of the plain-cell probe, for this style, font and state.
+    mutable QPointer<QStyle> m_plainStyle;
+    mutable QFont m_plainFont;
+    mutable int m_plainState = -1;
+    mutable bool m_plainBlank = false;
 };

@@ -24,6 +24,7 @@
 #include <QListWidget>
 #include <QMenu>
 #include <QPainter>
+#include <QProxyStyle>
 #include <QScreen>
 #include <QScrollBar>
 #include <QSpinBox>
@@ -118,6 +119,21 @@ void setUpLikeFrameList(QTableView *view, QAbstractItemModel *model)
     view->horizontalHeader()->setStretchLastSection(true);
     view->resize(520, 200);
 }
+// A style that tints every item cell: no cell is plain for it.
+class TintedCellsStyle : public QProxyStyle {
+public:
+    TintedCellsStyle()
+        : QProxyStyle(QStringLiteral("Fusion"))
+    {
+    }
+    void drawPrimitive(PrimitiveElement element, const QStyleOption *option, QPainter *painter,
+        const QWidget *widget) const override
+    {
+        if (element == PE_PanelItemViewItem)
+            painter->fillRect(option->rect.adjusted(1, 1, -1, -1), QColor(0xE0, 0xF0, 0xD0));
+        QProxyStyle::drawPrimitive(element, option, painter, widget);
+    }
+};
 } // namespace
 
 class MainWindowTest : public QObject {
@@ -855,19 +871,25 @@ class FrameTableTest : public QObject {
 private slots:
     // Every pixel as the standard view and delegate draw it: texts that fit,
     // texts the standard path wraps or elides, mixed scripts, a selected row,
-    // a hidden row (the grid skips it), a partial repaint.
+    // a hidden row (the grid skips it), a partial repaint, a style that tints
+    // every cell (plain cells then need the style).
     void drawnAsTheStandardTable_data()
     {
-        columns<QStringList>({ "texts" });
-        QTest::newRow("fitting") << QStringList { "1", "12:00:00.123", "0x00000123", "Rx", "x| 00 11 22 " };
-        QTest::newRow("mixed scripts") << QStringList { "2", "无", "扩展帧", "數據幀", "CANFD-加速" };
+        columns<QStringList, bool>({ "texts", "tinted" });
+        QTest::newRow("fitting") << QStringList { "1", "12:00:00.123", "0x00000123", "Rx", "x| 00 11 22 " }
+                                 << false;
+        QTest::newRow("mixed scripts") << QStringList { "2", "无", "扩展帧", "數據幀", "CANFD-加速" } << false;
         QTest::newRow("too wide") << QStringList { "1234567890123456", "12:00:00.123 12:00:00.123", "0x1FFFFFFF",
-            "Extended Frame", "x| 00 11 22 33 44 55 66 77 88 99 AA BB CC DD EE FF 00 11 22 33 44 55 66 77 " };
-        QTest::newRow("wide word") << QStringList { "x", "y", "z", "w", QString(80, QChar('0')) };
+            "Extended Frame", "x| 00 11 22 33 44 55 66 77 88 99 AA BB CC DD EE FF 00 11 22 33 44 55 66 77 " }
+                                  << false;
+        QTest::newRow("wide word") << QStringList { "x", "y", "z", "w", QString(80, QChar('0')) } << false;
+        QTest::newRow("tinted cells") << QStringList { "1", "12:00:00.123", "0x00000123", "Rx", "x| 00 " } << true;
     }
     void drawnAsTheStandardTable()
     {
         QFETCH(QStringList, texts);
+        QFETCH(bool, tinted);
+        TintedCellsStyle tint;
         QStandardItemModel model(6, texts.size());
         for (int r = 0; r < model.rowCount(); ++r)
             for (int c = 0; c < texts.size(); ++c)
@@ -880,6 +902,8 @@ private slots:
                 view->setColumnWidth(c, 90);
             view->setRowHidden(2, true);
             view->selectRow(4);
+            if (tinted)
+                view->setStyle(&tint);
             view->show();
         }
         QVERIFY(QTest::qWaitForWindowExposed(&ours));
