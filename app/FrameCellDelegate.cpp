@@ -183,8 +183,9 @@ constexpr QStyle::State kMarked = QStyle::State_Selected | QStyle::State_HasFocu
 bool FrameCellDelegate::styleLeavesPlainCellsBlank(const QStyleOptionViewItem &opt) const
 {
     if ((opt.state & kMarked) || opt.backgroundBrush.style() != Qt::NoBrush || !opt.text.isEmpty()
-        || (opt.features & (QStyleOptionViewItem::HasDisplay | QStyleOptionViewItem::HasCheckIndicator
-                               | QStyleOptionViewItem::HasDecoration)))
+        || (opt.features
+            & (QStyleOptionViewItem::HasDisplay | QStyleOptionViewItem::HasCheckIndicator
+                | QStyleOptionViewItem::HasDecoration)))
         return false;
     QStyle *style = styleOf(opt);
     const int state = int(opt.state);

@@ -126,8 +126,8 @@ public:
         : QProxyStyle(QStringLiteral("Fusion"))
     {
     }
-    void drawPrimitive(PrimitiveElement element, const QStyleOption *option, QPainter *painter,
-        const QWidget *widget) const override
+    void drawPrimitive(
+        PrimitiveElement element, const QStyleOption *option, QPainter *painter, const QWidget *widget) const override
     {
         if (element == PE_PanelItemViewItem)
             painter->fillRect(option->rect.adjusted(1, 1, -1, -1), QColor(0xE0, 0xF0, 0xD0));
@@ -876,8 +876,7 @@ private slots:
     void drawnAsTheStandardTable_data()
     {
         columns<QStringList, bool>({ "texts", "tinted" });
-        QTest::newRow("fitting") << QStringList { "1", "12:00:00.123", "0x00000123", "Rx", "x| 00 11 22 " }
-                                 << false;
+        QTest::newRow("fitting") << QStringList { "1", "12:00:00.123", "0x00000123", "Rx", "x| 00 11 22 " } << false;
         QTest::newRow("mixed scripts") << QStringList { "2", "无", "扩展帧", "數據幀", "CANFD-加速" } << false;
         QTest::newRow("too wide") << QStringList { "1234567890123456", "12:00:00.123 12:00:00.123", "0x1FFFFFFF",
             "Extended Frame", "x| 00 11 22 33 44 55 66 77 88 99 AA BB CC DD EE FF 00 11 22 33 44 55 66 77 " }
