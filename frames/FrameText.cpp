@@ -27,6 +27,26 @@ namespace {
         }
     }
 
+    // A copy of `text` whose characters stay for the life of the program and
+    // which, like a string literal, is shared without a reference count. The
+    // tables below are shared by every frame of every thread: counting each
+    // share would have the receive threads and the window all write to the
+    // same few counters, bouncing their cache lines between the cores.
+    QString permanentText(const QString &text)
+    {
+        const int size = text.size();
+        void *block = ::operator new(sizeof(QStringData) + sizeof(char16_t) * std::size_t(size + 1));
+        auto *d = static_cast<QStringData *>(block);
+        d->ref.atomic.storeRelaxed(-1); // static: never counted, never freed
+        d->size = size;
+        d->alloc = 0;
+        d->capacityReserved = 0;
+        d->offset = sizeof(QStringData);
+        std::copy_n(text.utf16(), size, reinterpret_cast<char16_t *>(d->data()));
+        reinterpret_cast<char16_t *>(d->data())[size] = 0;
+        return QString(QStringDataPtr { d });
+    }
+
     QString prefixedHex(quint64 value, int minWidth)
     {
         const int width = std::max(hexDigitCount(value), minWidth);
@@ -49,7 +69,7 @@ QString idText(uint32_t idWord)
         std::vector<QString> texts;
         texts.reserve(0x800);
         for (uint32_t i = 0; i < 0x800; ++i)
-            texts.push_back(prefixedHex(i, 3));
+            texts.push_back(permanentText(prefixedHex(i, 3)));
         return texts;
     }();
     if (id < 0x800)
@@ -151,7 +171,7 @@ QString lengthText(unsigned length)
         QVector<QString> t;
         t.reserve(65);
         for (int i = 0; i <= 64; ++i)
-            t.append(QString::number(i));
+            t.append(permanentText(QString::number(i)));
         return t;
     }();
     if (length <= 64)

@@ -2,6 +2,7 @@
 // list, the receive thread on the recording fake driver, and the frame list
 // model under QAbstractItemModelTester.
 #include "FakeDriver.h"
+#include "FrameText.h"
 #include "Lang.h"
 #include "ModelItem.h"
 #include "MyTableModel.h"
@@ -94,6 +95,25 @@ private slots:
     {
         setLanguageCode(0);
         FakeDriver::uninstall();
+    }
+
+    // The identifier and length texts come from tables every frame shares; a
+    // copy that is changed gets characters of its own and the table stays.
+    void sharedTextsChangeOnlyTheirCopy()
+    {
+        QString id = FrameText::idText(0x1A);
+        QString length = FrameText::lengthText(8);
+        id += QStringLiteral("!");
+        id[0] = QLatin1Char('y');
+        length.append(QLatin1Char('0'));
+        length.squeeze();
+        QCOMPARE(id + ' ' + length, QString("yx01A! 80"));
+        QCOMPARE(FrameText::idText(0x1A) + ' ' + FrameText::lengthText(8), QString("0x01A 8"));
+        QList<QString> copies;
+        for (int i = 0; i < 1000; ++i)
+            copies << FrameText::idText(0x7FF);
+        copies.clear();
+        QCOMPARE(FrameText::idText(0x7FF), QString("0x7FF"));
     }
 
     void builders_data()
