@@ -20,6 +20,8 @@ constexpr qint64 kResyncNs = 1000 * kMsNs;
 // A BLF writer closes its current container on flush(), so a live BLF file is
 // pushed to the disk once a second rather than every refresh round.
 constexpr qint64 kBlfFlushNs = 1000 * kMsNs;
+// The capture buffer of one round is kept for the next up to this size.
+constexpr int kKeptRowBytes = 4 << 20;
 // zlib level of live BLF containers: the fastest level keeps up with the bus
 // at a fraction of the default level's time and still packs frames well.
 constexpr int kLiveBlfCompression = 1;
@@ -162,7 +164,14 @@ void CaptureFile::endRound()
             m_file->write(m_rows);
             m_file->flush();
         }
-        m_rows.clear();
+        // The buffer is kept for the next round (a round at the bus limit is
+        // about half a megabyte; allocating and freeing that much every tick
+        // makes the heap sort all its small free blocks each time), unless an
+        // overload made it large.
+        if (m_rows.capacity() <= kKeptRowBytes)
+            m_rows.resize(0);
+        else
+            m_rows.clear();
         return;
     }
     if (!m_writer || m_failed)
