@@ -64,16 +64,17 @@ QString idText(uint32_t idWord)
     const uint32_t id = idWord & kIdMask;
     if (idWord & kExtendedBit)
         return prefixedHex(id, 8);
-    // The 2048 standard identifiers are made once and then shared by every frame.
-    static const std::vector<QString> standard = [] {
-        std::vector<QString> texts;
-        texts.reserve(0x800);
+    // The 2048 standard identifiers are made once and then shared by every
+    // frame; the table is never destroyed, as its texts are never freed.
+    static const std::vector<QString> *const standard = [] {
+        auto *texts = new std::vector<QString>;
+        texts->reserve(0x800);
         for (uint32_t i = 0; i < 0x800; ++i)
-            texts.push_back(permanentText(prefixedHex(i, 3)));
+            texts->push_back(permanentText(prefixedHex(i, 3)));
         return texts;
     }();
     if (id < 0x800)
-        return standard[id];
+        return (*standard)[id];
     return prefixedHex(id, 3);
 }
 
@@ -166,16 +167,16 @@ QString directionText(bool received) { return received ? QStringLiteral("Rx") : 
 
 QString lengthText(unsigned length)
 {
-    // Built once; afterwards every frame only shares one of these.
-    static const QVector<QString> table = [] {
-        QVector<QString> t;
-        t.reserve(65);
+    // Built once and never destroyed; afterwards every frame only shares one of these.
+    static const QVector<QString> *const table = [] {
+        auto *t = new QVector<QString>;
+        t->reserve(65);
         for (int i = 0; i <= 64; ++i)
-            t.append(permanentText(QString::number(i)));
+            t->append(permanentText(QString::number(i)));
         return t;
     }();
     if (length <= 64)
-        return table.at(int(length));
+        return table->at(int(length));
     return QString::number(length);
 }
 
