@@ -6,6 +6,7 @@
 #include "CaptureFile.h"
 #include "DeviceLayer.h"
 #include "FrameCounter.h"
+#include "FrameText.h"
 #include "Lang.h"
 #include "MyTableModel.h"
 #include "PendingFrames.h"
@@ -30,21 +31,6 @@
 namespace {
 QString timeNow() { return QTime::currentTime().toString(QStringLiteral("hh:mm:ss.zzz")); }
 
-// The running number as decimal text, written straight into its string.
-QString indexText(quint64 n)
-{
-    char digits[20];
-    int count = 0;
-    do {
-        digits[count++] = char('0' + n % 10);
-        n /= 10;
-    } while (n);
-    QString text(count, Qt::Uninitialized);
-    QChar *out = text.data();
-    for (int i = 0; i < count; ++i)
-        out[i] = QLatin1Char(digits[count - 1 - i]);
-    return text;
-}
 } // namespace
 
 void MainWindow::addToLabel(QLabel *label, quint64 n)
@@ -116,7 +102,7 @@ void MainWindow::refreshDisplay()
         for (int i = 0; i < rows.size(); ++i) {
             ModelItem &item = rows[i];
             if (indexTested)
-                item.indexText = indexText(firstIndex + quint64(i));
+                item.indexText = FrameText::indexText(firstIndex + quint64(i));
             if ((i & 63) == 63 && clock.elapsed() >= 1) {
                 now = timeNow();
                 clock.restart();
@@ -152,7 +138,7 @@ void MainWindow::refreshDisplay()
                 }
                 ModelItem &item = rows[i];
                 if (!indexTested)
-                    item.indexText = indexText(firstIndex + quint64(i));
+                    item.indexText = FrameText::indexText(firstIndex + quint64(i));
                 shown.append(item);
             }
             displayBatch(shown);
@@ -191,7 +177,7 @@ void MainWindow::takeBatch(QList<ModelItem> &rows, int counter, QLabel *countLab
     if (saving)
         m_capture->beginRound(0);
     for (ModelItem &item : rows) {
-        item.indexText = indexText(nextFrameIndex());
+        item.indexText = FrameText::indexText(nextFrameIndex());
         item.idText = QStringLiteral("0x") + item.idText.toUpper();
         item.dataText = QStringLiteral("x| ") + item.dataText.toUpper();
         if (saving)

@@ -364,25 +364,13 @@ LogFrame CaptureFile::logFrame(const ModelItem &item, qint64 timeNs)
 
 void CaptureFile::appendCsvRow(QByteArray &out, const ModelItem &item) { appendCsvRow(out, item, nullptr); }
 
-void CaptureFile::appendCsvRow(QByteArray &out, const ModelItem &item, quint64 index)
-{
-    appendCsvRow(out, item, &index);
-}
-
 // With `index`, the row starts with that number instead of the index text.
 void CaptureFile::appendCsvRow(QByteArray &out, const ModelItem &item, const quint64 *index)
 {
     const QString *texts[] = { &item.timeStamp, &item.channelText, &item.dirText, &item.idText, &item.formatText,
         &item.typeText, &item.dlcText, &item.protocolText };
     char digits[20];
-    int digitCount = 0;
-    if (index) {
-        quint64 n = *index;
-        do {
-            digits[digitCount++] = char('0' + n % 10);
-            n /= 10;
-        } while (n);
-    }
+    const int digitCount = index ? FrameText::decimalDigits(*index, digits) : 0;
     int room = 3 * (item.indexText.size() + item.systemTime.size() + item.dataText.size()) + digitCount + 16;
     for (const QString *t : texts)
         room += 3 * t->size();
@@ -391,8 +379,8 @@ void CaptureFile::appendCsvRow(QByteArray &out, const ModelItem &item, const qui
     char *p = out.data() + at;
     bool plain = true;
     if (index) {
-        while (digitCount > 0)
-            *p++ = digits[--digitCount];
+        std::copy_n(digits, digitCount, p);
+        p += digitCount;
     } else
         plain = writeUtf8(p, item.indexText);
     *p++ = ',';

@@ -64,7 +64,6 @@ public:
     // One capture row, appended to out:
     // index,="system time",time stamp,channel,Rx/Tx,ID,Frame,type,DLC,CAN-FD,data
     static void appendCsvRow(QByteArray &out, const ModelItem &item);
-    static void appendCsvRow(QByteArray &out, const ModelItem &item, quint64 index);
 
     // The frame as a log file holds it; `timeNs` is the capture clock's time
     // for it (see frameTimeNs).

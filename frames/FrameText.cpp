@@ -154,6 +154,30 @@ QString protocolText(int lang, bool canFd, uint8_t flags)
     return QStringLiteral("CANFD");
 }
 
+int decimalDigits(quint64 n, char (&out)[20])
+{
+    char reversed[20];
+    int count = 0;
+    do {
+        reversed[count++] = char('0' + n % 10);
+        n /= 10;
+    } while (n);
+    for (int i = 0; i < count; ++i)
+        out[i] = reversed[count - 1 - i];
+    return count;
+}
+
+QString indexText(quint64 n)
+{
+    char digits[20];
+    const int count = decimalDigits(n, digits);
+    QString text(count, Qt::Uninitialized);
+    QChar *out = text.data();
+    for (int i = 0; i < count; ++i)
+        out[i] = QLatin1Char(digits[i]);
+    return text;
+}
+
 QString channelText(unsigned channel)
 {
     if (channel == 0)

@@ -36,6 +36,11 @@ QString typeText(int lang, bool remote);
 // "CAN", or "CANFD" with the bit-rate-switch suffix when the flag byte is exactly 1.
 QString protocolText(int lang, bool canFd, uint8_t flags);
 
+// The decimal digits of n, most significant first, written to `out`; returns their count.
+int decimalDigits(quint64 n, char (&out)[20]);
+// The index column's text: the frame counter's value in decimal.
+QString indexText(quint64 n);
+
 QString channelText(unsigned channel); // 0-based in, 1-based text out
 QString directionText(bool received); // "Rx" / "Tx"
 QString lengthText(unsigned length);
