@@ -370,7 +370,8 @@ void CaptureFile::appendCsvRow(QByteArray &out, const ModelItem &item, const qui
     const QString *texts[] = { &item.timeStamp, &item.channelText, &item.dirText, &item.idText, &item.formatText,
         &item.typeText, &item.dlcText, &item.protocolText };
     char digits[20];
-    const int digitCount = index ? FrameText::decimalDigits(*index, digits) : 0;
+    const char *firstDigit = index ? FrameText::decimalDigits(*index, digits) : digits + sizeof digits;
+    const int digitCount = int(digits + sizeof digits - firstDigit);
     int room = 3 * (item.indexText.size() + item.systemTime.size() + item.dataText.size()) + digitCount + 16;
     for (const QString *t : texts)
         room += 3 * t->size();
@@ -379,7 +380,7 @@ void CaptureFile::appendCsvRow(QByteArray &out, const ModelItem &item, const qui
     char *p = out.data() + at;
     bool plain = true;
     if (index) {
-        std::copy_n(digits, digitCount, p);
+        std::copy_n(firstDigit, digitCount, p);
         p += digitCount;
     } else
         plain = writeUtf8(p, item.indexText);

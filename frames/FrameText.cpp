@@ -154,27 +154,25 @@ QString protocolText(int lang, bool canFd, uint8_t flags)
     return QStringLiteral("CANFD");
 }
 
-int decimalDigits(quint64 n, char (&out)[20])
+char *decimalDigits(quint64 n, char (&out)[20])
 {
-    char reversed[20];
-    int count = 0;
+    char *first = out + sizeof out;
     do {
-        reversed[count++] = char('0' + n % 10);
+        *--first = char('0' + n % 10);
         n /= 10;
     } while (n);
-    for (int i = 0; i < count; ++i)
-        out[i] = reversed[count - 1 - i];
-    return count;
+    return first;
 }
 
 QString indexText(quint64 n)
 {
     char digits[20];
-    const int count = decimalDigits(n, digits);
+    const char *first = decimalDigits(n, digits);
+    const int count = int(digits + sizeof digits - first);
     QString text(count, Qt::Uninitialized);
     QChar *out = text.data();
     for (int i = 0; i < count; ++i)
-        out[i] = QLatin1Char(digits[i]);
+        out[i] = QLatin1Char(first[i]);
     return text;
 }
 

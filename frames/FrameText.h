@@ -36,8 +36,8 @@ QString typeText(int lang, bool remote);
 // "CAN", or "CANFD" with the bit-rate-switch suffix when the flag byte is exactly 1.
 QString protocolText(int lang, bool canFd, uint8_t flags);
 
-// The decimal digits of n, most significant first, written to `out`; returns their count.
-int decimalDigits(quint64 n, char (&out)[20]);
+// Writes the decimal digits of n to the end of `out`; returns where they start.
+char *decimalDigits(quint64 n, char (&out)[20]);
 // The index column's text: the frame counter's value in decimal.
 QString indexText(quint64 n);
 
