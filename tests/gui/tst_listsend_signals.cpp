@@ -110,6 +110,17 @@ class ListSendSignalsTest : public QObject {
         QTest::keyClick(edit, Qt::Key_Return);
         QCoreApplication::processEvents(); // a new multiplexor value rebuilds the table
     }
+    // One row filled with the values whose bytes are kMixedBytes.
+    void fillMixedRow()
+    {
+        loadDatabase();
+        addRow();
+        editBySignal([&](SignalEditDlg *d) {
+            chooseMessage(d, "Mixed");
+            for (const char *t : { "LeSpeed=1000.5", "BeTemp=701", "Torque=-150", "Gear=3", "Limit=9" })
+                typeValue(d, QString(t).section('=', 0, 0), QString(t).section('=', 1));
+        });
+    }
     QString logText() const { return child<QTextEdit>(m_window.get(), "logEdit")->toPlainText(); }
     // signal=physical of the row's bytes, as the decoder reads them back.
     QStringList decodedRow(int row) const
@@ -227,13 +238,7 @@ private slots:
     // its bytes: changing one signal keeps the others; Cancel changes nothing.
     void keepsTheOtherSignals()
     {
-        loadDatabase();
-        addRow();
-        editBySignal([&](SignalEditDlg *d) {
-            chooseMessage(d, "Mixed");
-            for (const char *t : { "LeSpeed=1000.5", "BeTemp=701", "Torque=-150", "Gear=3", "Limit=9" })
-                typeValue(d, QString(t).section('=', 0, 0), QString(t).section('=', 1));
-        });
+        fillMixedRow();
         QCOMPARE(model->row(0).dataText(), QString(kMixedBytes));
         QString opened;
         editBySignal([&](SignalEditDlg *d) {
@@ -268,13 +273,7 @@ private slots:
     // heard on channel 2, with the encoded bytes in the frame table.
     void filledRowIsSent()
     {
-        loadDatabase();
-        addRow();
-        editBySignal([&](SignalEditDlg *d) {
-            chooseMessage(d, "Mixed");
-            for (const char *t : { "LeSpeed=1000.5", "BeTemp=701", "Torque=-150", "Gear=3", "Limit=9" })
-                typeValue(d, QString(t).section('=', 0, 0), QString(t).section('=', 1));
-        });
+        fillMixedRow();
         QVERIFY(openDevice(41, 0, 0));
         for (unsigned ch = 0; ch < 2; ++ch)
             QVERIFY(setCanFdStandard(ch, 0) && setBaudRate(ch, 0, 0) && initChannel(ch, 0) && startChannel(ch));
