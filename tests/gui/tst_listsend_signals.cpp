@@ -4,6 +4,7 @@
 // worked out by hand and decoded back; held values and a rounded length reported; a row opened again
 // keeps the signals not edited; no database; the filled row on the bus.
 #include "FileDialogs.h"
+#include "ListSendKit.h"
 #include "ListSendModel.h"
 #include "MainWindow.h"
 #include "MyTableModel.h"
@@ -140,12 +141,7 @@ private slots:
     {
         m_folder = std::make_unique<RuntimeFolder>();
         m_folder->write("test.dbc", kDbc);
-        freshProcess();
-        SimControl::setNodesEnabled(false);
-        m_window = std::make_unique<MainWindow>();
-        m_window->show();
-        child<QAction>(m_window.get(), "actionListSend")->trigger();
-        dlg = m_window->listSendDialog();
+        dlg = openListSendWindow(m_window);
         model = dlg->model();
         QVERIFY(QTest::qWaitForWindowExposed(dlg));
     }

@@ -3,6 +3,7 @@
 // restart (and a malformed one), open and save as, start and stop on the
 // simulated adapter, and rows added from the frame table's menu.
 #include "FileDialogs.h"
+#include "ListSendKit.h"
 #include "ListSendModel.h"
 #include "MainWindow.h"
 #include "MyTableModel.h"
@@ -29,13 +30,7 @@ class ListSendWindowTest : public QObject {
 
     void startWindow()
     {
-        m_window.reset();
-        freshProcess();
-        SimControl::setNodesEnabled(false);
-        m_window = std::make_unique<MainWindow>();
-        m_window->show();
-        child<QAction>(m_window.get(), "actionListSend")->trigger();
-        dlg = m_window->listSendDialog();
+        dlg = openListSendWindow(m_window);
         model = dlg->model();
         view = dlg->table();
         QVERIFY(QTest::qWaitForWindowExposed(dlg));
